@@ -1,0 +1,14 @@
+// The actions of the command line that are not a writer or the directory scan.
+#pragma once
+
+// Prints the banner line, or the usage text, to standard output.
+void banner();
+void usage();
+
+// Runs the writer of that name. Returns its status; or `unchanged` when there is no such writer.
+int write_service(const char* name, int unchanged);
+
+// Print the hardware address or the IPv4 address of a network interface, or an assignment of
+// "error" for the calling script. Return 0 or -1.
+int print_hwaddr(const char* interface);
+int print_ipaddr(const char* interface);

@@ -1,0 +1,29 @@
+// The settings wrappers: typed lookups in keyed settings files, with one message for a miss.
+//
+// Every lookup returns 0 (LoadConfFileOnOff: the switch) or, when the key is not there or the
+// file cannot be read, prints "WRAPPER:key=[KEY] not found in FILE." to standard output and
+// returns -1; the destination then is as it was.
+#pragma once
+
+#include <stddef.h>
+
+// Reads a text, cut to `size` - 1 bytes.
+int LoadConfFileString(const char* file, const char* key, char* value, int size);
+
+// Reads a decimal number (conf/number.h).
+int LoadConfFileInt(const char* file, const char* key, int* value);
+
+// Reads the low 8 bits of a decimal number.
+int LoadConfFileChar(const char* file, const char* key, unsigned char* value);
+
+// Returns 1 when the value is exactly "on", 0 for any other value, -1 when the key is missing.
+int LoadConfFileOnOff(const char* file, const char* key);
+
+// Stores a value and reports the outcome on standard output. Returns 0 or -1.
+int SaveConfFileString(const char* file, const char* key, const char* value);
+
+// Reads a text into a fixed area, whose size is the limit.
+template <size_t size>
+int LoadConfFileString(const char* file, const char* key, char (&value)[size]) {
+    return LoadConfFileString(file, key, value, static_cast<int>(size));
+}

@@ -1,0 +1,66 @@
+// The fields of a list line.
+#include "conf/list_words.h"
+
+#include "conf/number.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+static size_t field_length(const char* cursor) {
+    const char* end = cursor;
+    while (*end != '\0' && *end != '<' && *end != '>')
+        ++end;
+    return static_cast<size_t>(end - cursor);
+}
+
+const char* get_words(const char* cursor, char* destination, int size) {
+    if (cursor == nullptr) {
+        printf(">%s:src is NULL.\n", "get_words");
+        return nullptr;
+    }
+    const size_t length = field_length(cursor);
+    if (size > 0) {
+        const size_t room = static_cast<size_t>(size) - 1;
+        const size_t kept = length < room ? length : room;
+        memcpy(destination, cursor, kept);
+        destination[kept] = '\0';
+    }
+    return cursor + length + 2;
+}
+
+const char* get_words_with_allocate(const char* cursor, char** target) {
+    if (cursor == nullptr) {
+        printf(">%s:src is NULL.\n", "get_words_with_allocate");
+        return nullptr;
+    }
+    const size_t length = field_length(cursor);
+    *target = static_cast<char*>(calloc(length + 1, 1));
+    if (*target == nullptr) {
+        printf("%s:memory allocate fail.", "get_words_with_allocate");
+        return nullptr;
+    }
+    memcpy(*target, cursor, length);
+    return cursor + length + 2;
+}
+
+const char* take(const char* cursor, int& member) {
+    char digits[32] = "";
+    cursor = take(cursor, digits);
+    member = to_int(digits);
+    return cursor;
+}
+
+const char* take(const char* cursor, unsigned char& member) {
+    int number = 0;
+    cursor = take(cursor, number);
+    member = static_cast<unsigned char>(number);
+    return cursor;
+}
+
+const char* take_switch(const char* cursor, unsigned char& member) {
+    char word[16] = "";
+    cursor = take(cursor, word);
+    member = strcmp(word, "on") == 0;
+    return cursor;
+}

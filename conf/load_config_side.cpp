@@ -1,0 +1,93 @@
+// Reads the side lists of the shares.
+#include "conf/list_file.h"
+#include "conf/list_words.h"
+#include "conf/load_config.h"
+
+// These records own no heap text.
+static constexpr auto nothing_to_discard = [](auto*) {};
+
+static const char* parse_offline(const char* at, OFFLINE* offline) {
+    at = take(at, offline->name);
+    trace(1, "load_offlinefile in load_config: %s\t", offline->name);
+    at = take_switch(at, offline->enabled);
+    trace(1, offline->enabled ? "enable\t" : "disable\t");
+    at = take(at, offline->policy);
+    trace(1, "%s\n", offline->policy);
+    for (auto& text : offline->reserved)
+        at = take(at, text);
+    return at;
+}
+
+int load_offlinefile(OFFLINE* head) {
+    return load_list_file(
+        "/etc/korvel/offlinefile", head,
+        "load_offlinefile in load_config: allocate memory for OFFLINE structure......",
+        parse_offline, nothing_to_discard);
+}
+
+void close_offlinefile(OFFLINE* record) {
+    release_followers(record, [](OFFLINE* offline) {
+        trace(1,
+              "close_offlinefile in load_config: "
+              "free memory for OFFLINE structure......%p done.\n",
+              static_cast<void*>(offline));
+    });
+    trace(1, "close_offlinefile in load_config: close offlineinfo.\n");
+}
+
+static const char* parse_hidden(const char* at, SHARE_HIDDEN* hidden) {
+    at = take(at, hidden->name);
+    trace(1, "load_shareinfo_hidden in load_config: %s\t", hidden->name);
+    at = take_switch(at, hidden->enabled);
+    trace(1, hidden->enabled ? "enable\n" : "disable\n");
+    for (auto& text : hidden->reserved)
+        at = take(at, text);
+    return at;
+}
+
+int load_shareinfo_hidden(SHARE_HIDDEN* head) {
+    return load_list_file(
+        "/etc/korvel/shareinfo.hidden", head,
+        "load_shareinfo_hidden in load_config: allocate memory for SHARE_HIDDEN structure......",
+        parse_hidden, nothing_to_discard);
+}
+
+void close_shareinfo_hidden(SHARE_HIDDEN* record) {
+    release_followers(record, [](SHARE_HIDDEN* hidden) {
+        trace(1,
+              "close_shareinfo_hidden in load_config: "
+              "free memory for SHARE_HIDDEN structure......%p done.\n",
+              static_cast<void*>(hidden));
+    });
+    trace(1, "close_shareinfo_hidden in load_config: close shareinfo_hidden.\n");
+}
+
+static const char* parse_vfs(const char* at, SHARE_VFS* vfs) {
+    at = take(at, vfs->name);
+    trace(1, "load_shareinfo_vfs in load_config: %s\t", vfs->name);
+    at = take_switch(at, vfs->trash);
+    trace(1, vfs->trash ? "trash enable\t" : "trash disable\t");
+    at = take_switch(at, vfs->audit);
+    trace(1, vfs->audit ? "audit enable\n" : "audit disable\n");
+    at = take(at, vfs->nfs);
+    for (auto& text : vfs->reserved)
+        at = take(at, text);
+    return at;
+}
+
+int load_shareinfo_vfs(SHARE_VFS* head) {
+    return load_list_file(
+        "/etc/korvel/shareinfo.vfs", head,
+        "load_shareinfo_vfs in load_config: allocate memory for SHARE_VFS structure......",
+        parse_vfs, nothing_to_discard);
+}
+
+void close_shareinfo_vfs(SHARE_VFS* record) {
+    release_followers(record, [](SHARE_VFS* vfs) {
+        trace(1,
+              "close_shareinfo_vfs in load_config: "
+              "free memory for SHARE_VFS structure......%p done.\n",
+              static_cast<void*>(vfs));
+    });
+    trace(1, "close_shareinfo_vfs in load_config: close shareinfo_vfs.\n");
+}

@@ -1,0 +1,24 @@
+// The shared folders: /etc/korvel/shareinfo and /etc/korvel/usbshareinfo.
+#pragma once
+
+// One shared folder: a line of a share list, its fields in the order of the line.
+struct SHARE_INFO {
+    char name[60];
+    char volume[16];  // directory under /mnt, such as array1
+    char comment[100];
+    char* rw_users;   // heap, owned: users with read-write access, a comma list
+    char* rw_groups;  // heap, owned
+    char* ro_users;   // heap, owned: users with read-only access
+    char* ro_groups;  // heap, owned
+    unsigned char smb;
+    unsigned char atalk;
+    unsigned char ftp;
+    unsigned char rsync;
+    char reserved_text[10];
+    unsigned char read_only;
+    unsigned char trashbox;  // a recycle bin where no vfs record says otherwise
+    unsigned char reserved_flag;
+    int reserved_value;
+    SHARE_INFO* prev;
+    SHARE_INFO* next;
+};
