@@ -1,0 +1,155 @@
+// Writes /etc/samba/smb.conf (here its [global] section) and /etc/pam_smb.conf.
+#include "conf/load_config.h"
+#include "util/utils.h"
+#include "writers/output.h"
+#include "writers/samba_shares.h"
+#include "writers/writers.h"
+
+static constexpr char winbind_block[] =
+    "    logon path =\n"
+    "    logon home =\n"
+    "    lm announce = False\n"
+    "    local master = No\n"
+    "    domain master = False\n"
+    "    idmap uid = 10000-11000\n"
+    "    idmap gid = 10000-11000\n"
+    "    template shell = /bin/bash\n"
+    "    template homedir = /home\n"
+    "    winbind separator = +\n"
+    "    winbind use default domain = yes\n";
+
+// The security mode and the lines that go with it.
+static void write_security(FILE* out, const SYS_INFO& info) {
+    const char* const winbind_methods =
+        info.local_auth ? "    auth methods = guest winbind:ntdomain sam_ignoredomain\n"
+                        : "    auth methods = guest sam winbind:ntdomain\n";
+    const char* const server_methods = info.local_auth
+                                           ? "    auth methods = guest smbserver sam_ignoredomain\n"
+                                           : "    auth methods = guest sam smbserver\n";
+    if (info.sec_domain) {
+        put(out, "    security = domain\n");
+        put(out, winbind_methods);
+        fprintf(out, "    password server = %s\n", info.pdc);
+        put(out, winbind_block);
+    } else if (info.sec_ads) {
+        put(out, "    security = ADS\n");
+        put(out, winbind_methods);
+        fprintf(out, "    realm = %s\n", info.ad_dns);
+        fprintf(out, "    password server = %s.%s\n", info.pdc, info.ad_dns);
+        put(out, winbind_block);
+    } else if (info.sec_server) {
+        put(out, "    security = server\n");
+        put(out, server_methods);
+        fprintf(out, "    password server = %s\n", info.auth_server);
+        if (info.auth_user_auto_add)
+            put(out, "    add user script = /usr/local/bin/vnt_smb_useradd.pl '%u'\n");
+    } else if (info.sec_share) {
+        put(out,
+            "    security = share\n"
+            "    auth methods = guest sam\n");
+    } else {
+        put(out,
+            "    security = user\n"
+            "    auth methods = guest sam\n");
+    }
+}
+
+static void write_global(FILE* out, const SYS_INFO& info, const MSDFS_INFO& msdfs) {
+    put(out, "[global]\n");
+    fprintf(out, "    dos charset = %s\n", IconvCodeCharset(info.codepage));
+    put(out,
+        "    unix charset = UTF-8\n"
+        "    display charset = UTF-8\n");
+    fprintf(out, "    netbios name = %s\n", info.hostname);
+    fprintf(out, "    server string = %s\n", info.string);
+    put(out, info.mtu ? "    socket options = TCP_NODELAY SO_RCVBUF=262144 SO_SNDBUF=262144\n"
+                      : "    socket options = TCP_NODELAY SO_RCVBUF=65536 SO_SNDBUF=65536\n");
+    put(out,
+        "    use mmap = yes\n"
+        "    use sendfile = yes\n"
+        "    os level = 1\n");
+    fprintf(out, "    wins server = %s\n\n", info.wins);
+    fprintf(out, "    workgroup = %s\n", info.wg);
+    write_security(out, info);
+    put(out,
+        "    passdb backend = tdbsam:/etc/samba/smbpasswd.tdb\n"
+        "    encrypt passwords = Yes\n"
+        "    passwd program = /usr/bin/passwd %u\n"
+        "    passwd chat = *New*password* %n\\n *Retype*new*password* %n\\n "
+        "*passwd:*all*authentication*tokens*updated*successfully*\n"
+        "    unix password sync = yes\n"
+        "    guest account = nobody\n"
+        "    null passwords = yes\n"
+        "    guest only = no\n"
+        "    password level = 14\n"
+        "    map to guest = Bad User\n"
+        "\n"
+        "    veto files = /.AppleDesktop/Network Trash Folder/TheVolumeSettingsFolder/"
+        ".AppleDouble/.AppleDB/\n"
+        "    delete veto files = yes\n"
+        "\n"
+        "    deadtime = 15\n"
+        "    invalid users = mail, deamon\n"
+        "    admin users = root\n"
+        "    username map = /etc/samba/smbusers\n"
+        "\n"
+        "    log level = 1\n"
+        "    max log size = 200\n"
+        "\n"
+        "    lock directory = /etc/samba/lock\n"
+        "\n"
+        "    dos filetimes = Yes\n"
+        "    dos filetime resolution = Yes\n"
+        "    map archive = Yes\n"
+        "    map hidden = No\n"
+        "    map system = No\n"
+        "    dns proxy = No\n"
+        "    show add printer wizard = No\n");
+    put(out, msdfs.enabled ? "    host msdfs = Yes\n" : "    host msdfs = no\n");
+    put(out,
+        "    disable spoolss = yes\n"
+        "    load printers = no\n");
+}
+
+static int write_smb_conf(samba_inputs* inputs) {
+    const Stream out = open_conf("/etc/samba/smb.conf");
+    if (!out)
+        return -1;
+    write_global(out.get(), inputs->info, inputs->msdfs);
+    write_samba_shares(out.get(), inputs);
+    return 0;
+}
+
+static int write_pam_smb_conf(const SYS_INFO& info) {
+    const Stream out = open_conf("/etc/pam_smb.conf");
+    if (!out)
+        return -1;
+    if (info.sec_server)  // the server is both the primary and the backup controller
+        fprintf(out.get(), "%s,%s,%s\n", info.wg, info.auth_server, info.auth_server);
+    else
+        put(out.get(), "\n");
+    return 0;
+}
+
+int make_samba_conf() {
+    samba_inputs inputs;
+    load_shareinfo(&inputs.shares);
+    inputs.usb_share_count = load_usbshareinfo(&inputs.usb_shares);
+    load_info(&inputs.info);
+    load_msdfsinfo(&inputs.msdfs);
+    load_offlinefile(&inputs.offline);
+    load_shareinfo_hidden(&inputs.hidden);
+    load_shareinfo_vfs(&inputs.vfs);
+
+    int result = write_smb_conf(&inputs);
+    if (result == 0)
+        result = write_pam_smb_conf(inputs.info);
+
+    close_shareinfo(&inputs.shares);
+    close_shareinfo(&inputs.usb_shares);
+    close_msdfsinfo(&inputs.msdfs);
+    close_offlinefile(&inputs.offline);
+    close_shareinfo_hidden(&inputs.hidden);
+    close_shareinfo_vfs(&inputs.vfs);
+    return result;
+}

@@ -1,0 +1,26 @@
+// What several writers ask of a share and its access lists.
+#include "writers/share_access.h"
+
+#include "util/mount_probe.h"
+
+#include <initializer_list>
+#include <string.h>
+
+static bool all_lists_are(const SHARE_INFO& share, const char* text) {
+    for (const char* list : {share.rw_users, share.rw_groups, share.ro_users, share.ro_groups})
+        if (strcmp(list, text) != 0)
+            return false;
+    return true;
+}
+
+bool open_to_everyone(const SHARE_INFO& share) {
+    return all_lists_are(share, "all");
+}
+
+bool open_to_nobody(const SHARE_INFO& share) {
+    return all_lists_are(share, "");
+}
+
+bool read_only_on(const SHARE_INFO& share, int fs_type) {
+    return share.read_only != 0 || fs_type == fs_fat || fs_type == fs_ntfs;
+}

@@ -1,0 +1,13 @@
+// What several writers ask of a share and its access lists.
+#pragma once
+
+#include "include/share_info.h"
+
+// True when all four access lists are exactly "all".
+bool open_to_everyone(const SHARE_INFO& share);
+
+// True when all four access lists are empty.
+bool open_to_nobody(const SHARE_INFO& share);
+
+// True when the share or the file system of its USB disk (util/mount_probe.h) is read-only.
+bool read_only_on(const SHARE_INFO& share, int fs_type);
