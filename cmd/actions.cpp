@@ -27,7 +27,8 @@ static constexpr struct {
     const char* name;
     int (*write)();
 } services[] = {
-    {"samba", make_samba_conf},   {"syslog", make_syslog_conf}, {"nfs", make_nfs_exports},
+    {"samba", make_samba_conf},   {"proftpd", make_proftpd_conf}, {"atalk", make_atalk_conf},
+    {"syslog", make_syslog_conf}, {"nfs", make_nfs_exports},
 };
 
 int write_service(const char* name, int unchanged) {

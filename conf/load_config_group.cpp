@@ -1,0 +1,94 @@
+// Reads the groups of the system.
+#include "conf/list_file.h"
+#include "conf/load_config.h"
+
+#include <string.h>
+
+// Copies the bytes from `text` to `end` into an area of `size` bytes, cut to fit.
+static void copy_cut(char* area, size_t size, const char* text, const char* end) {
+    const size_t length = static_cast<size_t>(end - text);
+    memcpy(area, text, length < size ? length : size - 1);
+}
+
+enum class parsed { accepted, rejected, out_of_memory };
+
+// Splits a line "name:password:ID:members\n" into a cleared record.
+static parsed parse_group(const char* line, GROUP_INFO* group) {
+    const char* name_end = strchr(line, ':');
+    const char* password_end = name_end ? strchr(name_end + 1, ':') : nullptr;
+    const char* id_end = password_end ? strchr(password_end + 1, ':') : nullptr;
+    const char* members_end = id_end ? strchr(id_end + 1, '\n') : nullptr;
+    if (members_end == nullptr)  // Kept: so is a last line without its newline.
+        return parsed::rejected;
+    copy_cut(group->GroupName, sizeof group->GroupName, line, name_end);
+    copy_cut(group->GroupID, sizeof group->GroupID, password_end + 1, id_end);
+    group->GroupUser = strndup(id_end + 1, static_cast<size_t>(members_end - id_end - 1));
+    if (group->GroupUser == nullptr) {
+        fputs("Can't allocate memory\n", stderr);
+        return parsed::out_of_memory;
+    }
+    return parsed::accepted;
+}
+
+// Empties a record, its place in the chain kept.
+static void clear_group(GROUP_INFO* group) {
+    free(group->GroupUser);
+    *group = {
+        .GroupName = "", .GroupID = "", .GroupUser = nullptr, .prev = group->prev, .next = nullptr};
+}
+
+int load_groupinfo(GROUP_INFO* head, int* count) {
+    const Stream file = open_list("/etc/group");
+    if (!file)
+        return -1;
+    const Text area = allocate_line();
+    if (!area)
+        return -1;
+    *count = 0;
+    head->prev = nullptr;
+    head->next = nullptr;
+    LineReader lines(file.get(), area.get(), line_size);
+    GROUP_INFO* group = head;
+    bool vacant = true;  // the current record is free for the next line
+    while (const char* line = lines.next()) {
+        if (!vacant) {
+            trace(1, "allocate group memory ");
+            group = grow(group);
+            if (group == nullptr)
+                return -1;
+            trace(1, "done.\n");
+        }
+        clear_group(group);
+        const parsed outcome = parse_group(line, group);
+        if (outcome == parsed::out_of_memory)
+            return -1;
+        vacant = outcome == parsed::rejected;
+        if (vacant) {
+            // Kept: a malformed line gives up its record, and the next line overwrites the
+            // group before it, which the count goes on to include.
+            if (group != head)
+                group = drop_last(group);
+            continue;
+        }
+        trace(1, "%d: GroupName = %s\n", *count, group->GroupName);
+        trace(1, "%d: GroupID = %s\n", *count, group->GroupID);
+        trace(1, "%d: GroupUser = %s\n", *count, group->GroupUser);
+        ++*count;
+    }
+    return 0;
+}
+
+void release_groupinfo(GROUP_INFO* head) {
+    release_followers(head, [](GROUP_INFO* group) { free(group->GroupUser); });
+    free(head->GroupUser);
+    head->GroupUser = nullptr;
+}
+
+void close_groupinfo(GROUP_INFO* head) {
+    int followers = 0;  // Kept: the trace leaves out the head.
+    for (const GROUP_INFO* group = head->next; group != nullptr; group = group->next)
+        ++followers;
+    trace(1, "close_groupinfo in load_config: group count is %d.\n", followers);
+    release_groupinfo(head);
+    trace(1, "close_groupinfo in load_config: close groupinfo.\n");
+}

@@ -1,0 +1,177 @@
+// Writes /etc/atalk/AppleVolumes.default, /etc/pam.d/netatalk and /etc/atalk/afpd.conf.
+#include "conf/load_config.h"
+#include "include/code_page.h"
+#include "include/debug.h"
+#include "util/mount_probe.h"
+#include "util/utils.h"
+#include "writers/output.h"
+#include "writers/share_access.h"
+#include "writers/writers.h"
+
+#include <initializer_list>
+
+static void shape_share_lists(SHARE_INFO* share) {
+    VntSambaFormatShaper(&share->ro_users, user_list);
+    VntSambaFormatShaper(&share->ro_groups, group_list);
+    VntSambaFormatShaper(&share->rw_users, user_list);
+    VntSambaFormatShaper(&share->rw_groups, group_list);
+}
+
+// Takes the prefix of the appliance's own domain off every account.
+static void strip_domain_prefix(SHARE_INFO* share, const SYS_INFO& info) {
+    char prefix[132];
+    snprintf(prefix, sizeof prefix, "%s+", info.wg);
+    trace(0, "domain name:%s\n", prefix);
+    for (char* list : {share->ro_users, share->ro_groups, share->rw_users, share->rw_groups})
+        str_replace(list, prefix, "");
+}
+
+// Writes the lists that are not empty, with commas between them.
+static void write_joined(FILE* out, std::initializer_list<const char*> lists) {
+    const char* comma = "";
+    for (const char* list : lists) {
+        if (*list == '\0')
+            continue;
+        fprintf(out, "%s%s", comma, list);
+        comma = ",";
+    }
+}
+
+// Writes what follows the path in the line of a volume.
+static void write_volume(FILE* out, SHARE_INFO* share, bool read_only, const SYS_INFO& info) {
+    const char* const options = read_only ? " options:ro\n" : "\n";
+    fprintf(out, " \"%s\"", share->name);
+    if (open_to_everyone(*share) || open_to_nobody(*share)) {
+        put(out, options);
+        return;
+    }
+    put(out, " allow:");
+    shape_share_lists(share);
+    if (info.sec_domain || info.sec_ads)
+        strip_domain_prefix(share, info);
+    write_joined(out, {share->ro_users, share->ro_groups, share->rw_users, share->rw_groups});
+    if (*share->ro_users != '\0' || *share->ro_groups != '\0') {
+        put(out, " rolist:");
+        write_joined(out, {share->ro_users, share->ro_groups});
+    }
+    put(out, options);
+}
+
+static void write_volumes(FILE* out, SHARE_INFO* shares, SHARE_INFO* usb_shares,
+                          const SYS_INFO& info) {
+    fprintf(out, ":DEFAULT: options:usedots,upriv perm:0666 maccharset:%s volcharset:UTF8\n",
+            code_page_of(info.codepage).mac_charset);
+    if (info.info_visible)
+        put(out, "/mnt/info \"info\" options:ro\n");
+    // Kept: the disk is the record's position in the list, never its volume.
+    SHARE_INFO* share = usb_shares;
+    for (int disk = 1; disk <= 2 && share != nullptr; ++disk, share = share->next) {
+        if (!share->atalk)
+            continue;
+        char mount_point[32];
+        snprintf(mount_point, sizeof mount_point, "/mnt/usbdisk%d", disk);
+        int fs_type = 0;
+        if (!isMounted(mount_point, &fs_type))
+            continue;
+        fprintf(out, "/mnt/%s", share->volume);
+        write_volume(out, share, read_only_on(*share, fs_type), info);
+    }
+    for (share = shares; share != nullptr; share = share->next) {
+        if (!share->atalk)
+            continue;
+        fprintf(out, "/mnt/%s/%s", share->volume, share->name);
+        write_volume(out, share, share->read_only, info);
+    }
+    put(out, "#####END#####\n");
+}
+
+static constexpr char pam_server_local[] =
+    "auth      required   pam_smb_auth.so debug\n"
+    "#auth     required   pam_unix.so\n"
+    "#auth     required   pam_winbind.so debug\n"
+    "account   required   pam_unix.so\n"
+    "#account  required   pam_winbind.so debug\n";
+
+static constexpr char pam_server[] =
+    "auth      required   pam_smb_auth.so debug nolocal\n"
+    "#auth     required   pam_unix.so\n"
+    "#auth     required   pam_winbind.so debug\n"
+    "account   required   pam_unix.so\n"
+    "#account  required   pam_winbind.so debug\n";
+
+static constexpr char pam_domain_local[] =
+    "#auth     required   pam_smb_auth.so debug\n"
+    "#auth     required   pam_unix.so\n"
+    "auth      sufficient pam_winbind.so debug\n"
+    "auth      required   pam_unix.so\n"
+    "#account  required   pam_unix.so\n"
+    "account   sufficient pam_winbind.so debug\n"
+    "account   required   pam_unix.so\n";
+
+static constexpr char pam_domain[] =
+    "#auth     required   pam_smb_auth.so debug\n"
+    "#auth     required   pam_unix.so\n"
+    "auth      required   pam_winbind.so debug\n"
+    "#account  required   pam_unix.so\n"
+    "account   required   pam_winbind.so debug\n";
+
+static constexpr char pam_workgroup[] =
+    "#auth     required   pam_smb_auth.so debug\n"
+    "auth      required   pam_unix.so\n"
+    "#auth     required   pam_winbind.so debug\n"
+    "account   required   pam_unix.so\n"
+    "#account  required   pam_winbind.so debug\n";
+
+static void write_pam(FILE* out, const SYS_INFO& info) {
+    put(out, "#%PAM-1.0\n");
+    if (info.sec_server)
+        put(out, info.local_auth ? pam_server_local : pam_server);
+    else if (info.sec_domain || info.sec_ads)
+        put(out, info.local_auth ? pam_domain_local : pam_domain);
+    else
+        put(out, pam_workgroup);
+    put(out,
+        "#password required   pam_cracklib.so\n"
+        "#password required   pam_unix.so use_authtok\n"
+        "session   required   pam_unix.so\n");
+}
+
+static void write_afpd(FILE* out, const SYS_INFO& info) {
+    const bool guests = !info.sec_domain && !info.sec_ads && !info.sec_server;
+    fprintf(out,
+            "- -transall -uamlist %suams_clrtxt.so,uams_dhx.so -maccodepage %s"
+            " -unixcodepage UTF8\n",
+            guests ? "uams_guest.so," : "", code_page_of(info.codepage).mac_charset);
+}
+
+// Writes the three files, up to the first one that cannot be opened.
+static int write_files(SHARE_INFO* shares, SHARE_INFO* usb_shares, const SYS_INFO& info) {
+    Stream out = open_conf("/etc/atalk/AppleVolumes.default");
+    if (!out)
+        return -1;
+    write_volumes(out.get(), shares, usb_shares, info);
+    out = open_conf("/etc/pam.d/netatalk");
+    if (!out)
+        return -1;
+    write_pam(out.get(), info);
+    out = open_conf("/etc/atalk/afpd.conf");
+    if (!out)
+        return -1;
+    write_afpd(out.get(), info);
+    return 0;
+}
+
+int make_atalk_conf() {
+    SHARE_INFO shares;
+    SHARE_INFO usb_shares;
+    SYS_INFO info;
+    load_shareinfo(&shares);
+    load_usbshareinfo(&usb_shares);
+    load_info(&info);
+
+    const int result = write_files(&shares, &usb_shares, info);
+
+    close_shareinfo(&shares);
+    close_shareinfo(&usb_shares);
+    return result;
+}

@@ -1,0 +1,151 @@
+// Writes /etc/proftpd/proftpd.conf (here its global section and the TLS block) and /etc/pam.d/ftp.
+#include "conf/conf_file.h"
+#include "conf/load_config.h"
+#include "util/utils.h"
+#include "writers/output.h"
+#include "writers/proftpd_sections.h"
+#include "writers/writers.h"
+
+static void write_global_section(FILE* out, const SYS_INFO& info) {
+    put(out,
+        "ServerName              Quarvane\n"
+        "ServerType              standalone\n"
+        "DefaultServer           on\n"
+        "ServerIdent             off\n"
+        "\n"
+        "AuthPAM                 on\n"
+        "AuthPAMConfig           ftp\n"
+        "AuthOrder               mod_auth_pam.c* mod_auth_unix.c\n"
+        "\n"
+        "Port                    21\n"
+        "Umask                   000\n"
+        "TimesGMT                off\n"
+        "UseReverseDNS           off\n"
+        "MaxInstances            100\n"
+        "User                    nobody\n"
+        "Group                   nogroup\n"
+        "RootLogin               off\n"
+        "DefaultRoot             /mnt\n"
+        "DefaultTransferMode     binary\n"
+        "TimeoutIdle             900\n"
+        "TimeoutNoTransfer       900\n"
+        "TimeoutLogin            120\n"
+        "ShowSymLinks            off\n"
+        "CharsetLocal            UTF-8\n");
+    fprintf(out, "CharsetRemote           %s\n", IconvCodeCharset(info.codepage));
+    put(out,
+        "\n"
+        "ScoreboardFile          /var/log/scoreboardfile\n"
+        "\n"
+        "AllowStoreRestart       on\n"
+        "AllowRetrieveRestart    on\n"
+        "AllowOverwrite          on\n"
+        "\n"
+        "SocketOptions rcvBuf    131070\n"
+        "SocketOptions sndBuf    131070\n"
+        "\n");
+}
+
+static constexpr char tls_block[] =
+    "\n"
+    "<IfModule mod_tls.c>\n"
+    "TLSEngine on\n"
+    "TLSProtocol SSLv23\n"
+    "TLSCipherSuite ALL:!ADH:RC4+RSA:+HIGH:+MEDIUM:+LOW:+SSLv2:+EXP\n"
+    "# Are clients required to use FTP over TLS when talking to this server?\n"
+    "TLSRequired off\n"
+    "# Server's certificate\n"
+    "TLSRSACertificateFile /etc/apache/server.crt\n"
+    "TLSRSACertificateKeyFile /etc/apache/server.key\n"
+    "# Authenticate clients that want to use FTP over TLS?\n"
+    "TLSVerifyClient off\n"
+    "</IfModule>\n";
+
+static void write_sections(FILE* out, const proftpd_inputs& inputs) {
+    const SYS_INFO& info = inputs.info;
+    write_global_section(out, info);
+    const SHARE_INFO* unused = write_user_section(out, inputs);
+    if (!info.sec_domain && !info.sec_ads && !info.sec_server) {
+        write_anonymous_section(out, inputs, unused);
+        if (inputs.share_count == 0)
+            return;  // Kept: without shares, no TLS block behind the anonymous section.
+    }
+    int tls = 0;
+    LoadConfFileInt("/etc/vantor_expansion_firmware", "VANTOR_CONFIG_SSLFTP", &tls);
+    if (tls == 1)
+        put(out, tls_block);
+}
+
+static constexpr char pam_local[] =
+    "auth     required   pam_listfile.so item=user sense=deny file=/etc/ftpusers onerr=succeed\n"
+    "#auth    required   pam_smb_auth.so debug\n"
+    "#auth    required   pam_unix.so nullok\n"
+    "auth     required   pam_unix.so\n"
+    "#auth    required   pam_winbind.so debug\n"
+    "account  required   pam_unix.so\n"
+    "#account required   pam_winbind.so\n"
+    "session  required   pam_unix.so\n";
+
+static constexpr char pam_domain[] =
+    "#auth    required   pam_listfile.so item=user sense=deny file=/etc/ftpusers onerr=succeed\n"
+    "#auth    required   pam_smb_auth.so debug\n"
+    "#auth    required   pam_unix.so nullok\n"
+    "#auth    required   pam_unix.so\n"
+    "auth     required   pam_winbind.so debug\n"
+    "#account required   pam_unix.so\n"
+    "account  required   pam_winbind.so\n"
+    "session  required   pam_unix.so\n";
+
+static constexpr char pam_server[] =  // with " nolocal" or nothing
+    "#auth    required   pam_listfile.so item=user sense=deny file=/etc/ftpusers onerr=succeed\n"
+    "auth     required   pam_smb_auth.so debug%s\n"
+    "#auth    required   pam_unix.so nullok\n"
+    "#auth    required   pam_unix.so\n"
+    "#auth    required   pam_winbind.so debug\n"
+    "account  required   pam_unix.so\n"
+    "#account required   pam_winbind.so\n"
+    "session  required   pam_unix.so\n";
+
+static void write_pam(FILE* out, const SYS_INFO& info) {
+    if (info.sec_server)
+        fprintf(out, pam_server, info.local_auth ? "" : " nolocal");
+    else
+        put(out, info.sec_domain || info.sec_ads ? pam_domain : pam_local);
+}
+
+static int write_proftpd_conf(const proftpd_inputs& inputs) {
+    const Stream out = open_conf("/etc/proftpd/proftpd.conf");
+    if (!out)
+        return -1;
+    write_sections(out.get(), inputs);
+    return 0;
+}
+
+static int write_pam_ftp(const SYS_INFO& info) {
+    const Stream out = open_conf("/etc/pam.d/ftp");
+    if (!out)
+        return -1;
+    write_pam(out.get(), info);
+    return 0;
+}
+
+int make_proftpd_conf() {
+    proftpd_inputs inputs = {};
+    inputs.share_count = load_shareinfo(&inputs.shares);
+    if (inputs.share_count == -1)
+        inputs.share_count = 0;  // a list that could not be loaded counts as empty
+    inputs.usb_share_count = load_usbshareinfo(&inputs.usb_shares);
+    load_info(&inputs.info);
+    load_groupinfo(&inputs.groups, &inputs.group_count);
+    load_msdfsinfo(&inputs.msdfs);
+
+    int result = write_proftpd_conf(inputs);
+    if (result == 0)
+        result = write_pam_ftp(inputs.info);
+
+    close_msdfsinfo(&inputs.msdfs);
+    close_shareinfo(&inputs.shares);
+    close_shareinfo(&inputs.usb_shares);
+    release_groupinfo(&inputs.groups);  // Kept: without the traces of a close.
+    return result;
+}
