@@ -28,7 +28,7 @@ static constexpr struct {
     int (*write)();
 } services[] = {
     {"samba", make_samba_conf},   {"proftpd", make_proftpd_conf}, {"atalk", make_atalk_conf},
-    {"syslog", make_syslog_conf}, {"nfs", make_nfs_exports},
+    {"syslog", make_syslog_conf}, {"iscsi", make_iscsi_conf},     {"nfs", make_nfs_exports},
 };
 
 int write_service(const char* name, int unchanged) {
