@@ -32,9 +32,10 @@ static parsed parse_group(const char* line, GROUP_INFO* group) {
 
 // Empties a record, its place in the chain kept.
 static void clear_group(GROUP_INFO* group) {
+    GROUP_INFO* previous = group->prev;
     free(group->GroupUser);
-    *group = {
-        .GroupName = "", .GroupID = "", .GroupUser = nullptr, .prev = group->prev, .next = nullptr};
+    *group = {};
+    group->prev = previous;
 }
 
 int load_groupinfo(GROUP_INFO* head, int* count) {
@@ -79,9 +80,7 @@ int load_groupinfo(GROUP_INFO* head, int* count) {
 }
 
 void release_groupinfo(GROUP_INFO* head) {
-    release_followers(head, [](GROUP_INFO* group) { free(group->GroupUser); });
-    free(head->GroupUser);
-    head->GroupUser = nullptr;
+    clear_group(release_followers(head, [](GROUP_INFO* group) { free(group->GroupUser); }));
 }
 
 void close_groupinfo(GROUP_INFO* head) {

@@ -48,7 +48,7 @@ void close_shareinfo(SHARE_INFO* head) {
     for (const SHARE_INFO* share = head->next; share != nullptr; share = share->next)
         ++followers;
     trace(1, "close_shareinfo in load_config: share count is %d.\n", followers);
-    release_followers(head, [](SHARE_INFO* share) {
+    head = release_followers(head, [](SHARE_INFO* share) {
         free_lists(share);
         trace(1, "free %p\n", static_cast<void*>(share));
     });
