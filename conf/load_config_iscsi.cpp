@@ -113,11 +113,6 @@ int load_iscsi_disks(ISCSI_DISKS* head) {
 }
 
 void close_iscsi_disks(ISCSI_DISKS* head) {
-    release_followers(head, [](ISCSI_DISKS* disk) {
-        trace(1,
-              "close_iscsi_disks in load_config: "
-              "free memory for ISCSI_DISKS structure......%p done.\n",
-              static_cast<void*>(disk));
-    });
+    release_followers(head, "close_iscsi_disks", "ISCSI_DISKS structure");
     trace(1, "close_iscsi_disks in load_config: close iscsidisks.\n");
 }

@@ -92,10 +92,7 @@ void close_msdfsinfo(MSDFS_INFO* msdfs) {
           static_cast<void*>(msdfs->root));
     free(msdfs->root);
     if (msdfs->links != nullptr)
-        msdfs->links = release_followers(msdfs->links, [](MSDFS_LINK* link) {
-            trace(1, "close_msdfsinfo in load_config: free memory for MSDFS link......%p done.\n",
-                  static_cast<void*>(link));
-        });
+        msdfs->links = release_followers(msdfs->links, "close_msdfsinfo", "MSDFS link");
     trace(1, "close_msdfsinfo in load_config: free initial memory for MSDFS link......%p done.\n",
           static_cast<void*>(msdfs->links));
     free(msdfs->links);

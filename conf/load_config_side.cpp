@@ -26,12 +26,7 @@ int load_offlinefile(OFFLINE* head) {
 }
 
 void close_offlinefile(OFFLINE* record) {
-    release_followers(record, [](OFFLINE* offline) {
-        trace(1,
-              "close_offlinefile in load_config: "
-              "free memory for OFFLINE structure......%p done.\n",
-              static_cast<void*>(offline));
-    });
+    release_followers(record, "close_offlinefile", "OFFLINE structure");
     trace(1, "close_offlinefile in load_config: close offlineinfo.\n");
 }
 
@@ -53,12 +48,7 @@ int load_shareinfo_hidden(SHARE_HIDDEN* head) {
 }
 
 void close_shareinfo_hidden(SHARE_HIDDEN* record) {
-    release_followers(record, [](SHARE_HIDDEN* hidden) {
-        trace(1,
-              "close_shareinfo_hidden in load_config: "
-              "free memory for SHARE_HIDDEN structure......%p done.\n",
-              static_cast<void*>(hidden));
-    });
+    release_followers(record, "close_shareinfo_hidden", "SHARE_HIDDEN structure");
     trace(1, "close_shareinfo_hidden in load_config: close shareinfo_hidden.\n");
 }
 
@@ -83,11 +73,6 @@ int load_shareinfo_vfs(SHARE_VFS* head) {
 }
 
 void close_shareinfo_vfs(SHARE_VFS* record) {
-    release_followers(record, [](SHARE_VFS* vfs) {
-        trace(1,
-              "close_shareinfo_vfs in load_config: "
-              "free memory for SHARE_VFS structure......%p done.\n",
-              static_cast<void*>(vfs));
-    });
+    release_followers(record, "close_shareinfo_vfs", "SHARE_VFS structure");
     trace(1, "close_shareinfo_vfs in load_config: close shareinfo_vfs.\n");
 }

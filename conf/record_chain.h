@@ -3,6 +3,8 @@
 // A record has `prev` (NULL in the head) and `next` (NULL in the last record).
 #pragma once
 
+#include "include/debug.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -47,4 +49,13 @@ Record* release_followers(Record* any, BeforeFree before_free) {
         record = drop_last(record);
     }
     return record;
+}
+
+// As above, with the trace that `function` of the loaders prints for `what` is freed.
+template <class Record>
+Record* release_followers(Record* any, const char* function, const char* what) {
+    return release_followers(any, [=](Record* record) {
+        trace(1, "%s in load_config: free memory for %s......%p done.\n", function, what,
+              static_cast<void*>(record));
+    });
 }

@@ -57,31 +57,36 @@ static void write_volume(FILE* out, SHARE_INFO* share, bool read_only, const SYS
     put(out, options);
 }
 
+static void write_usb_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
+    for (const char* mount_point : usb_disks) {
+        int fs_type = 0;
+        if (share->atalk && isMounted(mount_point, &fs_type)) {
+            fprintf(out, "/mnt/%s", share->volume);
+            write_volume(out, share, read_only_on(*share, fs_type), info);
+        }
+        share = share->next;
+        if (share == nullptr)
+            break;
+    }
+}
+
+static void write_share_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
+    for (; share != nullptr; share = share->next) {
+        if (!share->atalk)
+            continue;
+        fprintf(out, "/mnt/%s/%s", share->volume, share->name);
+        write_volume(out, share, share->read_only, info);
+    }
+}
+
 static void write_volumes(FILE* out, SHARE_INFO* shares, SHARE_INFO* usb_shares,
                           const SYS_INFO& info) {
     fprintf(out, ":DEFAULT: options:usedots,upriv perm:0666 maccharset:%s volcharset:UTF8\n",
             code_page_of(info.codepage).mac_charset);
     if (info.info_visible)
         put(out, "/mnt/info \"info\" options:ro\n");
-    // Kept: the disk is the record's position in the list, never its volume.
-    SHARE_INFO* share = usb_shares;
-    for (int disk = 1; disk <= 2 && share != nullptr; ++disk, share = share->next) {
-        if (!share->atalk)
-            continue;
-        char mount_point[32];
-        snprintf(mount_point, sizeof mount_point, "/mnt/usbdisk%d", disk);
-        int fs_type = 0;
-        if (!isMounted(mount_point, &fs_type))
-            continue;
-        fprintf(out, "/mnt/%s", share->volume);
-        write_volume(out, share, read_only_on(*share, fs_type), info);
-    }
-    for (share = shares; share != nullptr; share = share->next) {
-        if (!share->atalk)
-            continue;
-        fprintf(out, "/mnt/%s/%s", share->volume, share->name);
-        write_volume(out, share, share->read_only, info);
-    }
+    write_usb_volumes(out, usb_shares, info);
+    write_share_volumes(out, shares, info);
     put(out, "#####END#####\n");
 }
 

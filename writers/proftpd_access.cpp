@@ -203,9 +203,7 @@ void write_volume(FILE* out, const char* kind, int number, volume view) {
 const SHARE_INFO* write_usb_disks(FILE* out, const proftpd_inputs& inputs,
                                   const group_members& members) {
     const SHARE_INFO* share = inputs.usb_share_count < 1 ? nullptr : &inputs.usb_shares;
-    for (int disk = 1; disk <= 2; ++disk) {
-        char mount_point[32];
-        snprintf(mount_point, sizeof mount_point, "/mnt/usbdisk%d", disk);
+    for (const char* mount_point : usb_disks) {
         if (share == nullptr) {
             put_hidden_block(out, mount_point);
             continue;

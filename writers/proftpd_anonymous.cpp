@@ -37,9 +37,7 @@ static void write_volume(FILE* out, const char* kind, int number, volume view) {
 // Kept: two cursors. Whether there is a share at all, and whether it is read-only, is asked of
 // the share that the user section has left over; all else of the shares from the first one on.
 static void write_usb_disks(FILE* out, const SHARE_INFO* share, const SHARE_INFO* unused) {
-    for (int disk = 1; disk <= 2; ++disk) {
-        char mount_point[32];
-        snprintf(mount_point, sizeof mount_point, "/mnt/usbdisk%d", disk);
+    for (const char* mount_point : usb_disks) {
         if (unused == nullptr) {
             put_hidden_block(out, mount_point);
             continue;

@@ -121,15 +121,13 @@ void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only,
 
 void write_usb_shares(FILE* out, const SHARE_INFO* share, const HiddenSearch& hidden_list,
                       const VfsSearch& vfs_list) {
-    // Kept: the disk is the record's position in the list, served or not, never its volume.
-    for (int disk = 1; disk <= 2 && share != nullptr; ++disk, share = share->next) {
-        if (!share->smb)
-            continue;
-        char mount_point[32];
-        snprintf(mount_point, sizeof mount_point, "/mnt/usbdisk%d", disk);
+    for (const char* mount_point : usb_disks) {
         int fs_type = 0;
-        if (isMounted(mount_point, &fs_type))
+        if (share->smb && isMounted(mount_point, &fs_type))
             write_usb_share(out, *share, read_only_on(*share, fs_type), hidden_list, vfs_list);
+        share = share->next;
+        if (share == nullptr)
+            break;
     }
 }
 

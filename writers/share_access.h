@@ -3,6 +3,10 @@
 
 #include "include/share_info.h"
 
+// Where the USB disks are mounted. The first record of the USB share list stands for the first
+// disk, the second for the second one, whatever their volumes; further ones for none.
+inline constexpr const char* usb_disks[] = {"/mnt/usbdisk1", "/mnt/usbdisk2"};
+
 // True when all four access lists are exactly "all".
 bool open_to_everyone(const SHARE_INFO& share);
 
