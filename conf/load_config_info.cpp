@@ -88,8 +88,6 @@ static void set_forward_items(SYS_INFO* info, const char* items) {
         int length = static_cast<int>(strcspn(items, "<"));
         if (length == 0)
             length = remaining;  // Kept: an empty item takes all that follows with it.
-        if (remaining < length)
-            break;
         set_forward_item(info, items);
         items += length + 2;
         remaining -= length + 2;
@@ -111,9 +109,8 @@ int load_diskinfo_array(SYS_INFO* info, int index) {
     snprintf(name, sizeof name, "array%d", index + 1);
     LoadConfFileString(disk_file, name, value);
     info->array_state[index] = 0;
-    unsigned char state = 0;
-    for (const auto& row : rows) {
-        ++state;
+    for (unsigned char state = 1; state <= sizeof rows / sizeof *rows; ++state) {
+        const auto& row = rows[state - 1];
         if (!equal(value, row.setting))
             continue;
         info->array_state[index] = state;
