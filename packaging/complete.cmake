@@ -1,0 +1,14 @@
+# Completes the files of a Debian package: compressed manual pages, and what policy asks for in
+# its documentation folder.
+set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
+set(doc ${usr}/share/doc/tavrogen)
+set(here ${CMAKE_CURRENT_LIST_DIR})
+file(COPY ${here}/copyright DESTINATION ${doc})
+file(COPY_FILE ${here}/changelog ${doc}/changelog.Debian)
+file(MAKE_DIRECTORY ${usr}/share/lintian/overrides)
+file(COPY_FILE ${here}/lintian-overrides ${usr}/share/lintian/overrides/tavrogen)
+file(GLOB pages ${usr}/share/man/man?/*)
+execute_process(COMMAND gzip -9n ${pages} ${doc}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
+file(CHMOD_RECURSE ${usr}/share
+  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
+  DIRECTORY_PERMISSIONS ${CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})

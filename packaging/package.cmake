@@ -1,0 +1,29 @@
+# What `cmake --install` installs, and how CPack makes a Debian package of it.
+include(GNUInstallDirs)
+install(TARGETS tavrogen RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(FILES doc/tavrogen.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES doc/tavrogen-settings.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/complete.cmake)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+endif()
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Quarvane firmware <firmware@quarvane.example>")
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "service configuration writer of a storage appliance")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+"Reads the settings of a network-attached storage appliance and writes the
+configurations of its file, log, iSCSI and NFS services from them. Also
+answers the management scripts' questions for the addresses of an interface
+and the folders of a volume.")
+include(CPack)
