@@ -1,12 +1,12 @@
 // The actions of the command line that are not a writer or the directory scan.
 #include "cmd/actions.h"
 
+#include "conf/text.h"
 #include "conf/vantor_bin.h"
 #include "writers/writers.h"
 
 #include <arpa/inet.h>
 #include <stdio.h>
-#include <string.h>
 
 static constexpr char version[] = "1.10";
 static constexpr char build_date[] = "Sep 15 2008";
@@ -31,12 +31,12 @@ static constexpr struct {
     {"syslog", make_syslog_conf}, {"iscsi", make_iscsi_conf},     {"nfs", make_nfs_exports},
 };
 
-int write_service(const char* name, int unchanged) {
+int write_service(const char* name, int result_so_far) {
     printf("optarg:%s\n", name);
     for (const auto& service : services)
-        if (strcmp(name, service.name) == 0)
+        if (equal(name, service.name))
             return service.write();
-    return unchanged;
+    return result_so_far;
 }
 
 int print_hwaddr(const char* interface) {

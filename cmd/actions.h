@@ -5,8 +5,9 @@
 void banner();
 void usage();
 
-// Runs the writer of that name. Returns its status; or `unchanged` when there is no such writer.
-int write_service(const char* name, int unchanged);
+// Runs the writer of that name. Returns its status; or, when there is no such writer, the result
+// of the run so far.
+int write_service(const char* name, int result_so_far);
 
 // Print the hardware address or the IPv4 address of a network interface, or an assignment of
 // "error" for the calling script. Return 0 or -1.

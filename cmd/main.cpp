@@ -1,6 +1,6 @@
 // tavrogen: writes the service configurations of the appliance and answers its scripts' queries.
 #include "cmd/actions.h"
-#include "conf/number.h"
+#include "conf/text.h"
 #include "du/sub_du.h"
 #include "include/debug.h"
 
@@ -21,8 +21,7 @@ int main(int argc, char** argv) {
         usage();
         return -1;
     }
-    // Of the last action that has run. Kept: -k, -p, -s, -u and -v are taken, and do nothing.
-    int result = -1;
+    int result = -1;  // of the last action that has run
     int option = 0;
     while ((option = getopt(argc, argv, "b:c:d:i:km:p:suv")) != -1) {
         switch (option) {
@@ -41,7 +40,7 @@ int main(int argc, char** argv) {
             case 'm':
                 result = print_hwaddr(optarg);
                 break;
-            default:
+            default:  // Kept: so are -k, -p, -s, -u and -v, which the option string knows.
                 banner();
                 usage();
                 break;

@@ -1,11 +1,10 @@
 // The settings wrappers.
 #include "conf/conf_file.h"
 
-#include "conf/number.h"
+#include "conf/text.h"
 #include "conf/vantor_bin.h"
 
 #include <stdio.h>
-#include <string.h>
 
 static int lookup(const char* wrapper, const char* file, const char* key, char* value, int size) {
     if (get_StringbyKey(file, key, value, size))
@@ -38,14 +37,14 @@ int LoadConfFileOnOff(const char* file, const char* key) {
     char word[128];
     if (lookup("LoadConfFileOnOff", file, key, word, sizeof word) != 0)
         return -1;
-    return strcmp(word, "on") == 0;
+    return equal(word, "on");
 }
 
 int SaveConfFileString(const char* file, const char* key, const char* value) {
     if (set_StringbyKey(file, key, value) == 0) {
-        printf("%s:key[%s] value[%s]\n", "SaveConfFileString", key, value);
+        printf("SaveConfFileString:key[%s] value[%s]\n", key, value);
         return 0;
     }
-    printf("%s:key=[%s] value[%s] save fail in %s.\n", "SaveConfFileString", key, value, file);
+    printf("SaveConfFileString:key=[%s] value[%s] save fail in %s.\n", key, value, file);
     return -1;
 }

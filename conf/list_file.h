@@ -7,13 +7,14 @@
 
 #include <string.h>
 
-// A line area holds lines of up to `line_size` - 1 bytes. Beyond it lie zero bytes for a cursor
-// that has moved on by two for each field that a line lacks (conf/list_words.h).
+// A line area holds lines of up to `line_size` - 1 bytes and, behind them, `line_spare` zero bytes
+// for a cursor that has moved on by two for each field that a line lacks (conf/list_words.h): 16
+// in a share list, the longest record.
 inline constexpr int line_size = 40000;
-inline constexpr int line_spare = 2 * 20;
+inline constexpr int line_spare = 2 * 16;
 
-// Reads lines as fgets does into an area of `size` bytes (and spare ones), given zeroed. Every
-// byte beyond the line reads as zero: what the last line used is zeroed before the next one.
+// Reads lines as fgets does into an area of `size` bytes and `line_spare` more, given zeroed.
+// Every byte beyond a line reads as zero: what the last line used is zeroed before the next one.
 class LineReader {
   public:
     LineReader(FILE* stream, char* area, int size) : stream_(stream), area_(area), size_(size) {}

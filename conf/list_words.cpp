@@ -1,7 +1,7 @@
 // The fields of a list line.
 #include "conf/list_words.h"
 
-#include "conf/number.h"
+#include "conf/text.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,7 +16,7 @@ static size_t field_length(const char* cursor) {
 
 const char* get_words(const char* cursor, char* destination, int size) {
     if (cursor == nullptr) {
-        printf(">%s:src is NULL.\n", "get_words");
+        puts(">get_words:src is NULL.");
         return nullptr;
     }
     const size_t length = field_length(cursor);
@@ -31,13 +31,13 @@ const char* get_words(const char* cursor, char* destination, int size) {
 
 const char* get_words_with_allocate(const char* cursor, char** target) {
     if (cursor == nullptr) {
-        printf(">%s:src is NULL.\n", "get_words_with_allocate");
+        puts(">get_words_with_allocate:src is NULL.");
         return nullptr;
     }
     const size_t length = field_length(cursor);
     *target = static_cast<char*>(calloc(length + 1, 1));
     if (*target == nullptr) {
-        printf("%s:memory allocate fail.", "get_words_with_allocate");
+        fputs("get_words_with_allocate:memory allocate fail.", stdout);  // Kept: no newline.
         return nullptr;
     }
     memcpy(*target, cursor, length);
@@ -61,6 +61,6 @@ const char* take(const char* cursor, unsigned char& member) {
 const char* take_switch(const char* cursor, unsigned char& member) {
     char word[16] = "";
     cursor = take(cursor, word);
-    member = strcmp(word, "on") == 0;
+    member = equal(word, "on");
     return cursor;
 }

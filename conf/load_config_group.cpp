@@ -46,8 +46,7 @@ int load_groupinfo(GROUP_INFO* head, int* count) {
     if (!area)
         return -1;
     *count = 0;
-    head->prev = nullptr;
-    head->next = nullptr;
+    *head = {};
     LineReader lines(file.get(), area.get(), line_size);
     GROUP_INFO* group = head;
     bool vacant = true;  // the current record is free for the next line

@@ -1,6 +1,7 @@
 // Reads the appliance-wide settings and the states of the volumes.
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
+#include "conf/text.h"
 #include "include/code_page.h"
 #include "include/debug.h"
 
@@ -19,10 +20,6 @@ static void load_text(const char* key, char (&member)[size]) {
 // Kept: a missing key gives -1, stored as 255, which counts as set.
 static unsigned char load_switch(const char* key) {
     return static_cast<unsigned char>(LoadConfFileOnOff(info_file, key));
-}
-
-static bool equal(const char* left, const char* right) {
-    return strcmp(left, right) == 0;
 }
 
 static void set_hostname(SYS_INFO* info, const char* full_name) {
@@ -80,7 +77,7 @@ static void set_forward_item(SYS_INFO* info, const char* item) {
 }
 
 static void set_forward_items(SYS_INFO* info, const char* items) {
-    if (*items == '\0')
+    if (!is_set(items))
         return;
     trace(1, "load_info in load_config: syslog_forward_item is %s.\n", items);
     int remaining = static_cast<int>(strlen(items));
@@ -109,12 +106,11 @@ int load_diskinfo_array(SYS_INFO* info, int index) {
     snprintf(name, sizeof name, "array%d", index + 1);
     LoadConfFileString(disk_file, name, value);
     info->array_state[index] = 0;
-    for (unsigned char state = 1; state <= sizeof rows / sizeof *rows; ++state) {
-        const auto& row = rows[state - 1];
-        if (!equal(value, row.setting))
+    for (size_t row = 0; row < sizeof rows / sizeof *rows; ++row) {
+        if (!equal(value, rows[row].setting))
             continue;
-        info->array_state[index] = state;
-        trace(1, "load_diskinfo_array: %s is %s.\n", name, row.shown);
+        info->array_state[index] = static_cast<unsigned char>(row + 1);
+        trace(1, "load_diskinfo_array: %s is %s.\n", name, rows[row].shown);
     }
     return 0;
 }

@@ -2,9 +2,8 @@
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
 #include "conf/record_chain.h"
+#include "conf/text.h"
 #include "include/debug.h"
-
-#include <string.h>
 
 static constexpr char msdfs_file[] = "/etc/korvel/msdfs";
 static constexpr int last_link = 99;
@@ -25,9 +24,9 @@ static Record* allocate(const char* what) {
 static unsigned char load_switch(const char* key, const char* on, const char* off) {
     char value[256] = "";
     LoadConfFileString(msdfs_file, key, value);
-    const bool is_on = strcmp(value, "on") == 0;
+    const bool is_on = equal(value, "on");
     trace(1, "load_msdfsinfo in load_config: ");
-    if (is_on || strcmp(value, "off") == 0)
+    if (is_on || equal(value, "off"))
         trace(1, "%s.\n", is_on ? on : off);
     else
         trace(1, "%s value is invalid! %s..\n", key, off);
@@ -82,7 +81,7 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
             msdfs->links = link;
             trace(1, "%p done.\n", static_cast<void*>(link));
         }
-        load_link(msdfs->links, number, *name != '\0');
+        load_link(msdfs->links, number, is_set(name));
     }
     return 0;
 }

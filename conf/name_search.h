@@ -10,8 +10,9 @@
 // is walked from a first record along one of its links; it must not change meanwhile.
 //
 // At trace level `level` and above, each search is a plain walk that prints a line
-// "PROMPT:NAME vs RECORD NAME" for every record that it compares. Below, or while memory lasts,
-// one walk at the start fills a hash table with the first record of every name.
+// "PROMPT NAME vs RECORD NAME" for every record that it compares. Below, one walk at the start
+// fills a hash table with the record to be found for each name; only where memory runs out, or
+// for a few records, it stays with the walk.
 template <class Record, auto name_of>
 class NameSearch {
   public:
@@ -22,7 +23,7 @@ class NameSearch {
         size_t records = 0;
         for (const Record* record = first_; record != nullptr; record = record->*step_)
             ++records;
-        if (debug >= level_ || records < 4)
+        if (debug >= level_ || records <= few)
             return;
         size_t slots = 8;
         while (slots < 2 * records)
@@ -54,6 +55,8 @@ class NameSearch {
     }
 
   private:
+    static constexpr size_t few = 3;
+
     // The slot that holds the record of that name, or the empty one where it would stand.
     const Record** slot_of(const char* name) const {
         size_t hash = 2166136261U;  // FNV-1a

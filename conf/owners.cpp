@@ -1,4 +1,4 @@
-// The two ways in which this program opens files.
+// How streams are opened.
 #include "conf/owners.h"
 
 #include <fcntl.h>
@@ -8,7 +8,7 @@ static Stream open_stream(const char* path, int flags, mode_t mode, const char* 
     const int descriptor = open(path, flags | O_NONBLOCK | O_CLOEXEC, mode);
     if (descriptor == -1)
         return nullptr;
-    fcntl(descriptor, F_SETFL, flags & O_ACCMODE);  // only the opening must not wait
+    fcntl(descriptor, F_SETFL, 0);  // only the opening must not wait
     Stream stream(fdopen(descriptor, stdio_mode));
     if (!stream)
         close(descriptor);

@@ -1,4 +1,4 @@
-// Owners of streams and heap text, and the two ways in which this program opens files.
+// Owners of streams and heap text, and how streams are opened.
 #pragma once
 
 #include <memory>
@@ -16,11 +16,11 @@ struct free_text {
 };
 using Text = std::unique_ptr<char[], free_text>;
 
-// Opens a file for reading; NULL on failure, with errno set. Never waits: a FIFO that nobody
-// writes to is an empty file.
+// Opens a file for reading; NULL on failure, with errno set. Does not wait for a writer: a FIFO
+// that nobody writes to is an empty file.
 Stream open_input(const char* path);
 
 // Opens a file for writing and truncates it in place, creating it with `mode` (less the umask)
-// when it is not there; NULL on failure, with errno set. Never waits: a FIFO that nobody reads
-// from is a failure.
+// when it is not there; NULL on failure, with errno set. Does not wait for a reader: a FIFO
+// that nobody reads from is a failure.
 Stream open_output(const char* path, mode_t mode = 0666);

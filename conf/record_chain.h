@@ -42,8 +42,8 @@ Record* last_of(Record* record) {
 // Frees every record but the head, from the last one back, each after `before_free(record)`.
 // Returns the head.
 template <class Record, class BeforeFree>
-Record* release_followers(Record* any, BeforeFree before_free) {
-    Record* record = last_of(any);
+Record* release_followers(Record* record, BeforeFree before_free) {
+    record = last_of(record);
     while (record->prev != nullptr) {
         before_free(record);
         record = drop_last(record);
@@ -53,9 +53,9 @@ Record* release_followers(Record* any, BeforeFree before_free) {
 
 // As above, with the trace that `function` of the loaders prints for `what` is freed.
 template <class Record>
-Record* release_followers(Record* any, const char* function, const char* what) {
-    return release_followers(any, [=](Record* record) {
+Record* release_followers(Record* record, const char* function, const char* what) {
+    return release_followers(record, [=](Record* freed) {
         trace(1, "%s in load_config: free memory for %s......%p done.\n", function, what,
-              static_cast<void*>(record));
+              static_cast<void*>(freed));
     });
 }

@@ -32,56 +32,77 @@ class Descriptor {
     int number_;
 };
 
+// Reads a file byte by byte, without the heap.
+class ByteReader {
+  public:
+    explicit ByteReader(const char* path) : file_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+
+    // The next byte; EOF at the end of the file and when it cannot be read.
+    int next() {
+        if (at_ == end_ && !fill())
+            return EOF;
+        return static_cast<unsigned char>(chunk_[at_++]);
+    }
+
+    // Moves behind the next newline; false when there is none.
+    bool skip_line() {
+        do {
+            const void* newline = memchr(chunk_ + at_, '\n', end_ - at_);
+            if (newline != nullptr) {
+                at_ = static_cast<size_t>(static_cast<const char*>(newline) - chunk_) + 1;
+                return true;
+            }
+        } while (fill());
+        return false;
+    }
+
+    bool failed() const { return failed_; }
+
+  private:
+    bool fill() {
+        const ssize_t got = file_ == -1 ? -1 : read(file_, chunk_, sizeof chunk_);
+        failed_ = got < 0;
+        at_ = 0;
+        end_ = got > 0 ? static_cast<size_t>(got) : 0;
+        return got > 0;
+    }
+
+    Descriptor file_;
+    bool failed_ = false;
+    size_t at_ = 0;
+    size_t end_ = 0;
+    char chunk_[4096];
+};
+
 bool is_key(const char* key) {
     return strpbrk(key, "=\n") == nullptr;
+}
+
+// Copies the rest of a line, cut to fit and terminated. False when it cannot be read.
+bool copy_line(ByteReader& bytes, char* line, int size) {
+    int used = 0;
+    for (int byte = bytes.next(); byte != EOF && byte != '\n'; byte = bytes.next())
+        if (used < size - 1)
+            line[used++] = static_cast<char>(byte);
+    line[used] = '\0';
+    return !bytes.failed();
 }
 
 }  // namespace
 
 int get_StringbyKey(const char* path, const char* key, char* value, int size) {
-    const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (file == -1 || !is_key(key) || size <= 0)
+    if (!is_key(key) || size <= 0)
         return 0;
-    const size_t key_length = strlen(key);
-    const size_t in_value = key_length + 1;
-    const size_t elsewhere = key_length + 2;
-    size_t matched = 0;  // of the key and its '=', in this line; or one of the two states above
-    size_t room = static_cast<size_t>(size) - 1;
-    char chunk[4096];
-    ssize_t got = 0;
-    while ((got = read(file, chunk, sizeof chunk)) > 0) {
-        const char* const end = chunk + got;
-        for (const char* at = chunk; at < end;) {
-            if (matched <= key_length && *at == (matched < key_length ? key[matched] : '=')) {
-                ++matched;
-                ++at;
-                continue;
-            }
-            const size_t left = static_cast<size_t>(end - at);
-            const void* newline = memchr(at, '\n', left);
-            const size_t length =
-                newline ? static_cast<size_t>(static_cast<const char*>(newline) - at) : left;
-            if (matched == in_value) {
-                const size_t kept = length < room ? length : room;
-                memcpy(value, at, kept);
-                value += kept;
-                room -= kept;
-            } else {
-                matched = elsewhere;
-            }
-            if (newline && matched == in_value) {
-                *value = '\0';
-                return 1;
-            }
-            if (newline)
-                matched = 0;
-            at += newline ? length + 1 : length;
-        }
-    }
-    if (matched != in_value)
-        return 0;
-    *value = '\0';
-    return 1;
+    ByteReader bytes(path);
+    int byte = 0;
+    do {
+        const char* expected = key;
+        for (byte = bytes.next(); *expected != '\0' && byte == *expected; byte = bytes.next())
+            ++expected;
+        if (*expected == '\0' && byte == '=')
+            return copy_line(bytes, value, size);
+    } while (byte == '\n' || (byte != EOF && bytes.skip_line()));
+    return 0;
 }
 
 // Copies a settings file (NULL: an empty one) with one pair stored.
@@ -125,7 +146,8 @@ int set_StringbyKey(const char* path, const char* key, const char* value) {
     if (!is_key(key) || strchr(value, '\n') != nullptr)
         return -1;
     const Stream in = open_input(path);
-    if (!in && errno != ENOENT)
+    struct stat dangling = {};
+    if (!in && (errno != ENOENT || lstat(path, &dangling) == 0))
         return -1;
     const Text target(in ? realpath(path, nullptr) : strdup(path));
     char successor[PATH_MAX];
@@ -170,8 +192,8 @@ static bool ask_interface(const char* interface, unsigned long request, ifreq* a
     if (strlen(interface) >= sizeof answer->ifr_name)
         return false;
     strcpy(answer->ifr_name, interface);
-    const Descriptor socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    return socket_ != -1 && ioctl(socket_, request, answer) == 0;
+    const Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return probe != -1 && ioctl(probe, request, answer) == 0;
 }
 
 int Netdev_GetHwAddr(const char* interface, unsigned char* address) {

@@ -10,14 +10,16 @@
 
 // Looks `key` up in the settings file `path` and copies its value into `value`, an area of `size`
 // bytes, cut to fit and terminated. Returns 1; or 0 when the key is not there or the file cannot
-// be read: then the area is as it was. Reads the file once, front to back, up to the key.
+// be read: then the area is as it was, unless the reading fails inside the value. Reads the file
+// once, front to back, up to the key, and allocates nothing.
 int get_StringbyKey(const char* path, const char* key, char* value, int size);
 
 // Stores `value` under `key` in the settings file `path`: in the first line of that key, else in
-// a new last line; a file that is not there is created. All other lines keep their bytes. The
-// file is replaced in one step, with its mode and owner, through a synced temporary file beside
-// it; a symbolic link stays one. Returns 0; or -1, with the file as it was, also for a pair that
-// could not be read back: a newline in it, or a '=' in the key.
+// a new last line; a file that is not there is created, for its owner alone. All other lines keep
+// their bytes. The file is replaced in one step, with its mode and owner, through a synced
+// temporary file beside it; a symbolic link stays one. Returns 0; or -1, with the file as it was,
+// also for a link to nothing and for a pair that could not be read back: a newline in it, or a
+// '=' in the key.
 int set_StringbyKey(const char* path, const char* key, const char* value);
 
 // Copies the first line of the file `path` that contains `text` into `line`, an area of `size`

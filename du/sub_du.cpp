@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr size_t area_size = 255;
-
 // One name in the list of directories. The list ends in an empty node.
 struct dir_node {
     char* name;  // heap, owned
@@ -56,28 +54,28 @@ bool is_listed(DIR* directory, const char* name) {
     for (const char* own : {".", "..", "lost+found", "spool"})
         if (strcmp(name, own) == 0)
             return false;
-    return strlen(name) < area_size;
+    return true;
 }
 
 // Stores a name in the empty node at the end of the list and puts a new one behind it. Returns
 // the new node, or NULL when memory runs out.
 dir_node* append(dir_node* node, const char* name) {
-    node->name = static_cast<char*>(calloc(area_size, 1));
+    node->name = strdup(name);
     dir_node* empty = allocate_node();
     if (node->name == nullptr || empty == nullptr) {
         free(empty);
         return nullptr;
     }
-    strcpy(node->name, name);
     trace(1, "dir_use in sub_du: found %s.\n", name);
     empty->prev = node;
     node->next = empty;
     return empty;
 }
 
-// Prints one path and reports it when it cannot be opened.
+// Prints one path and reports it when it cannot be opened. A path that does not fit is left out,
+// since its beginning may be the path of another directory.
 void print_subdirectory(const char* directory, const char* name) {
-    char path[area_size];
+    char path[255];
     const char* slash = strcmp(directory, "/") == 0 ? "" : "/";
     if (snprintf(path, sizeof path, "%s%s%s", directory, slash, name) >=
         static_cast<int>(sizeof path))
@@ -101,7 +99,7 @@ int dir_use(const char* directory) {
         release_list(first);
         return -1;
     }
-    (void)!chdir(directory);
+    (void)!chdir(directory);  // without it no entry has a status, and none is listed
 
     dir_node* last = first;
     int count = 0;

@@ -2,7 +2,7 @@
 #pragma once
 
 // Prints the directories directly under `directory`, one a line with a tab in front, then
-// `directory` itself; links to directories count, "lost+found" and "spool" do not. A name or a
-// path of more than 254 bytes is left out. Makes `directory` the working directory and leaves it
+// `directory` itself; links to directories count, "lost+found" and "spool" do not. A path
+// of more than 254 bytes is left out. Makes `directory` the working directory and leaves it
 // so. Returns 0; or -1 when it cannot be opened or memory runs out, as standard error says.
 int dir_use(const char* directory);

@@ -21,5 +21,5 @@ struct MSDFS_INFO {
     unsigned char enabled;
     unsigned char root_as_link;  // the root share is itself a link
     MSDFS_ROOT* root;            // heap, owned
-    MSDFS_LINK* links;           // heap chain, owned; any record of it, the last after loading
+    MSDFS_LINK* links;           // heap chain, owned; the last record after loading
 };

@@ -37,5 +37,5 @@ struct SYS_INFO {
     unsigned char forward_file_ftp;
     unsigned char forward_file_iscsi;
     unsigned char info_visible;
-    unsigned char local_auth;  // 0 also when the key is missing
+    unsigned char local_auth;  // 1 only when it is exactly "on"
 };

@@ -1,6 +1,7 @@
 // Asks the kernel's mount table what is mounted where.
 #include "util/mount_probe.h"
 
+#include "conf/text.h"
 #include "conf/vantor_bin.h"
 #include "include/debug.h"
 
@@ -9,20 +10,19 @@
 
 static constexpr struct {
     const char* name;
-    size_t compared;  // leading bytes, the terminator included where the whole type must match
     int code;
+    bool whole;  // the type is exactly the name; else it begins with it
 } file_systems[] = {
-    {"xfs", 3, 1},  // and all that begins so
-    {"ext3", 5, 2},       {"ext2", 5, 3},     {"vfat", 5, fs_fat}, {"msdos", 6, fs_fat},
-    {"ntfs", 5, fs_ntfs}, {"reiserfs", 9, 6}, {"jfs", 4, 7},
+    {"xfs", 1, false},       {"ext3", 2, true},       {"ext2", 3, true},     {"vfat", fs_fat, true},
+    {"msdos", fs_fat, true}, {"ntfs", fs_ntfs, true}, {"reiserfs", 6, true}, {"jfs", 7, true},
 };
 
 int isMounted(const char* mount_point, int* type) {
-    trace(1, "%s>%s\n", "isMounted", mount_point);
+    trace(1, "isMounted>%s\n", mount_point);
     char line[256];
     if (!grep_file("/proc/mounts", mount_point, line, sizeof line))
         return 0;
-    trace(1, "%s found.\n", "isMounted");
+    trace(1, "isMounted found.\n");
 
     // The third field of "device mount_point type options" (fstab(5)).
     const char* blank = strchr(line, ' ');
@@ -35,7 +35,9 @@ int isMounted(const char* mount_point, int* type) {
     trace(1, "format:%s\n", name);
 
     for (const auto& row : file_systems) {
-        if (strncmp(name, row.name, row.compared) != 0)
+        const bool known =
+            row.whole ? equal(name, row.name) : strncmp(name, row.name, strlen(row.name)) == 0;
+        if (!known)
             continue;
         trace(1, " (%s)\n", row.name);
         *type = row.code;

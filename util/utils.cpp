@@ -17,7 +17,7 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
         return 1;
     }
     if (gap < filling)
-        printf("[waring! %s %d] this routine have a over flow probabirity.\n", "utils", 187);
+        puts("[waring! utils 187] this routine have a over flow probabirity.");  // Kept: as it is.
     if (gap == 0)
         return 1;
 
@@ -42,9 +42,9 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
     return 1;
 }
 
-void str_cut_sjis(char* text, int length) {
-    if (length < 0 || strlen(text) < static_cast<size_t>(length))
-        return;
+int str_cut_sjis(char* text, int length) {
+    if (length < 0 || strlen(text) <= static_cast<size_t>(length))
+        return 1;
     int at = 0;
     while (at < length) {
         const auto byte = static_cast<unsigned char>(text[at]);
@@ -54,6 +54,7 @@ void str_cut_sjis(char* text, int length) {
     if (at > length)
         text[length - 1] = ' ';
     text[length] = '\0';
+    return 1;
 }
 
 char* str_duplicate(const char* text) {
@@ -65,7 +66,7 @@ char* str_duplicate(const char* text) {
 }
 
 static int out_of_memory() {
-    printf("%s %s (%d)>calloc failed.\n", "utils", "VntSambaFormatShaper", 453);
+    puts("utils VntSambaFormatShaper (453)>calloc failed.");  // Kept: the number, too.
     return 1;
 }
 
@@ -105,6 +106,6 @@ int VntSambaFormatShaper(char** list, int kind) {
 
 const char* IconvCodeCharset(int codepage) {
     const char* charset = code_page_of(codepage).charset;
-    printf(">%s CodePage=%d,charset=%s\n", "IconvCodeCharset", codepage, charset);
+    printf(">IconvCodeCharset CodePage=%d,charset=%s\n", codepage, charset);
     return charset;
 }

@@ -8,8 +8,8 @@
 int str_replace(char* text, const char* pattern, const char* replacement);
 
 // Cuts a Shift-JIS text to `length` bytes, in place; half of a double-byte character at the cut
-// becomes a blank. A text of fewer bytes stays as it is.
-void str_cut_sjis(char* text, int length);
+// becomes a blank. A text of no more bytes stays as it is. Always returns 1.
+int str_cut_sjis(char* text, int length);
 
 // Returns a heap copy of `text`, which the caller frees, or NULL when memory runs out.
 char* str_duplicate(const char* text);

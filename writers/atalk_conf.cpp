@@ -1,5 +1,6 @@
 // Writes /etc/atalk/AppleVolumes.default, /etc/pam.d/netatalk and /etc/atalk/afpd.conf.
 #include "conf/load_config.h"
+#include "conf/text.h"
 #include "include/code_page.h"
 #include "include/debug.h"
 #include "util/mount_probe.h"
@@ -30,18 +31,19 @@ static void strip_domain_prefix(SHARE_INFO* share, const SYS_INFO& info) {
 static void write_joined(FILE* out, std::initializer_list<const char*> lists) {
     const char* comma = "";
     for (const char* list : lists) {
-        if (*list == '\0')
+        if (!is_set(list))
             continue;
         fprintf(out, "%s%s", comma, list);
         comma = ",";
     }
 }
 
-// Writes what follows the path in the line of a volume.
-static void write_volume(FILE* out, SHARE_INFO* share, bool read_only, const SYS_INFO& info) {
+// Writes what follows the path in the line of a volume: its name and who may use it.
+static void write_rest_of_volume(FILE* out, SHARE_INFO* share, bool read_only,
+                                 const SYS_INFO& info) {
     const char* const options = read_only ? " options:ro\n" : "\n";
     fprintf(out, " \"%s\"", share->name);
-    if (open_to_everyone(*share) || open_to_nobody(*share)) {
+    if (open_to_everyone(*share) || has_no_lists(*share)) {
         put(out, options);
         return;
     }
@@ -50,7 +52,7 @@ static void write_volume(FILE* out, SHARE_INFO* share, bool read_only, const SYS
     if (info.sec_domain || info.sec_ads)
         strip_domain_prefix(share, info);
     write_joined(out, {share->ro_users, share->ro_groups, share->rw_users, share->rw_groups});
-    if (*share->ro_users != '\0' || *share->ro_groups != '\0') {
+    if (is_set(share->ro_users) || is_set(share->ro_groups)) {
         put(out, " rolist:");
         write_joined(out, {share->ro_users, share->ro_groups});
     }
@@ -58,11 +60,11 @@ static void write_volume(FILE* out, SHARE_INFO* share, bool read_only, const SYS
 }
 
 static void write_usb_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
-    for (const char* mount_point : usb_disks) {
+    for (const char* mount_point : usb_mount_points) {
         int fs_type = 0;
         if (share->atalk && isMounted(mount_point, &fs_type)) {
             fprintf(out, "/mnt/%s", share->volume);
-            write_volume(out, share, read_only_on(*share, fs_type), info);
+            write_rest_of_volume(out, share, read_only_on(*share, fs_type), info);
         }
         share = share->next;
         if (share == nullptr)
@@ -75,7 +77,7 @@ static void write_share_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& in
         if (!share->atalk)
             continue;
         fprintf(out, "/mnt/%s/%s", share->volume, share->name);
-        write_volume(out, share, share->read_only, info);
+        write_rest_of_volume(out, share, share->read_only, info);
     }
 }
 
@@ -149,23 +151,6 @@ static void write_afpd(FILE* out, const SYS_INFO& info) {
             guests ? "uams_guest.so," : "", code_page_of(info.codepage).mac_charset);
 }
 
-// Writes the three files, up to the first one that cannot be opened.
-static int write_files(SHARE_INFO* shares, SHARE_INFO* usb_shares, const SYS_INFO& info) {
-    Stream out = open_conf("/etc/atalk/AppleVolumes.default");
-    if (!out)
-        return -1;
-    write_volumes(out.get(), shares, usb_shares, info);
-    out = open_conf("/etc/pam.d/netatalk");
-    if (!out)
-        return -1;
-    write_pam(out.get(), info);
-    out = open_conf("/etc/atalk/afpd.conf");
-    if (!out)
-        return -1;
-    write_afpd(out.get(), info);
-    return 0;
-}
-
 int make_atalk_conf() {
     SHARE_INFO shares;
     SHARE_INFO usb_shares;
@@ -174,7 +159,12 @@ int make_atalk_conf() {
     load_usbshareinfo(&usb_shares);
     load_info(&info);
 
-    const int result = write_files(&shares, &usb_shares, info);
+    int result = write_conf("/etc/atalk/AppleVolumes.default",
+                            [&](FILE* out) { write_volumes(out, &shares, &usb_shares, info); });
+    if (result == 0)
+        result = write_conf("/etc/pam.d/netatalk", [&](FILE* out) { write_pam(out, info); });
+    if (result == 0)
+        result = write_conf("/etc/atalk/afpd.conf", [&](FILE* out) { write_afpd(out, info); });
 
     close_shareinfo(&shares);
     close_shareinfo(&usb_shares);

@@ -1,12 +1,14 @@
 // Writes /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny.
-#include "conf/conf_file.h"
 #include "conf/list_file.h"
 #include "conf/list_words.h"
 #include "conf/load_config.h"
+#include "conf/text.h"
 #include "conf/vantor_bin.h"
+#include "include/debug.h"
 #include "writers/output.h"
 #include "writers/writers.h"
 
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,24 +23,17 @@ struct target_prefix {
     char text[400];
 };
 
+// Asks for the host name and the MAC address, and prints the address to standard output.
 target_prefix load_target_prefix() {
     char host[256] = "";
     unsigned char mac[6] = {};
-    gethostname(host, sizeof host);  // whole, with its domain
+    gethostname(host, sizeof host);  // Kept: whole, with its domain.
     if (Netdev_GetHwAddr("eth0", mac) == 0)
         printf("%02X:%02X:%02X:%02X:%02X:%02X\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     target_prefix prefix;
     snprintf(prefix.text, sizeof prefix.text, "%s:%s-%02X%02X%02X%02X%02X%02X", naming_authority,
              host, mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     return prefix;
-}
-
-bool is_set(const char* text) {
-    return *text != '\0';
-}
-
-bool equal(const char* left, const char* right) {
-    return strcmp(left, right) == 0;
 }
 
 // The two pairs of name and password for CHAP.
@@ -111,6 +106,7 @@ void write_target(FILE* out, const ISCSI_DISKS& disk, const target_prefix& prefi
     write_chap(out, "    ", disk.authtype,
                {disk.IncomingUser_name, disk.IncomingUser_password, disk.OutgoingUser_name,
                 disk.OutgoingUser_password});
+    // Kept: not indented.
     fprintf(out, "Lun 0 Path=%s,Type=blockio\n", disk.path_lun0);
     write_text(out, "Alias", disk.alias);
     write_text(out, "HeaderDigest", disk.HeaderDigest);
@@ -131,6 +127,7 @@ void write_target(FILE* out, const ISCSI_DISKS& disk, const target_prefix& prefi
 void write_ietd(FILE* out, const ISCSI_INFO& info, const ISCSI_DISKS* disks,
                 const target_prefix& prefix) {
     put(out, "#iSCSI global configuration\n");
+    // Kept: the password, too, and the blank at the end.
     fprintf(stderr, "# [%s] [%s] [%s] \n", info.iscsi_authtype, info.iscsi_IncomingUser_name,
             info.iscsi_IncomingUser_password);
     write_chap(out, "", info.iscsi_authtype,

@@ -1,7 +1,7 @@
 // Writes /etc/exports from the share list, the vfs side list and the NFS settings.
 #include "conf/load_config.h"
 #include "conf/name_search.h"
-#include "conf/number.h"
+#include "conf/text.h"
 #include "conf/record_chain.h"
 #include "writers/output.h"
 #include "writers/writers.h"
@@ -31,11 +31,8 @@ int make_nfs_exports() {
     load_shareinfo(&shares);
     load_shareinfo_vfs(&vfs_list);
 
-    Stream out = open_conf("/etc/exports");
-    const int result = out ? 0 : -1;
-    if (out)
-        write_exports(out.get(), &shares, &vfs_list, nfs);
-    out.reset();
+    const int result =
+        write_conf("/etc/exports", [&](FILE* out) { write_exports(out, &shares, &vfs_list, nfs); });
 
     close_shareinfo(&shares);
     close_shareinfo_vfs(&vfs_list);

@@ -9,6 +9,17 @@
 // failure on standard error and gives NULL.
 Stream open_conf(const char* path);
 
+// Writes a configuration file by write(out) and closes it. Returns 0; or -1 when it cannot be
+// opened.
+template <class Write>
+int write_conf(const char* path, Write write) {
+    const Stream out = open_conf(path);
+    if (!out)
+        return -1;
+    write(out.get());
+    return 0;
+}
+
 // Writes fixed lines as they stand.
 inline void put(FILE* out, std::string_view lines) {
     fwrite(lines.data(), 1, lines.size(), out);

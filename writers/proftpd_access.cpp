@@ -2,6 +2,8 @@
 // directories for users with an account.
 #include "conf/name_search.h"
 #include "conf/owners.h"
+#include "conf/text.h"
+#include "include/debug.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
 #include "writers/output.h"
@@ -38,24 +40,24 @@ void put_read_only_block(FILE* out, const char* path) {
     fprintf(out, "<Directory %s>\n%s\n", path, read_only_body);
 }
 
-volume array_view(const SYS_INFO& info, int number) {
+visibility array_visibility(const SYS_INFO& info, int number) {
     if (info.array_state[number - 1] == 0)
-        return volume::hidden;
+        return visibility::hidden;
     // Kept: asks about the disk that has the number of the array.
     const int disk = info.disk_state[number - 1];
-    return disk >= 1 && disk <= 5 ? volume::shown : volume::unmentioned;
+    return disk >= 1 && disk <= 5 ? visibility::listed : visibility::unmentioned;
 }
 
-volume disk_view(const SYS_INFO& info, int number) {
+visibility disk_visibility(const SYS_INFO& info, int number) {
     switch (info.disk_state[number - 1]) {
         case 0:
         case 2:
         case 3:
-            return volume::hidden;
+            return visibility::hidden;
         case 1:
-            return volume::shown;
+            return visibility::listed;
         default:
-            return volume::unmentioned;
+            return visibility::unmentioned;
     }
 }
 
@@ -70,26 +72,22 @@ namespace {
 // The groups, for the lines that name their members one by one, so that access does not hang on
 // the server's own lookup of groups.
 struct group_members {
-    explicit group_members(const proftpd_inputs& inputs)
-        : named(!inputs.info.sec_domain && !inputs.info.sec_ads),
-          search(&inputs.groups, &GROUP_INFO::next, 10, "") {
-        for (const GROUP_INFO* group = &inputs.groups; group != nullptr; group = group->next) {
-            if (strcmp(group->GroupName, "hdusers") != 0)
-                continue;
-            administrators = group->GroupUser;
-            break;
-        }
-    }
-
-    bool named;  // in a domain, the directory knows the groups
+    bool written;  // not in a domain: its directory knows the groups
     NameSearch<GROUP_INFO, &GROUP_INFO::GroupName> search;
-    const char* administrators = nullptr;  // NULL: there is no such group
+    const char* hdusers;  // the members of the administrators' group; NULL: there is none
 };
+
+// Found without the traces of a search.
+const char* members_of_hdusers(const GROUP_INFO* group) {
+    while (group != nullptr && !equal(group->GroupName, "hdusers"))
+        group = group->next;
+    return group != nullptr ? group->GroupUser : nullptr;
+}
 
 // Writes "AllowUser" or "DenyUser" with the members of all groups of the lists.
 void write_members(FILE* out, const char* verb, std::initializer_list<char*> group_lists,
                    const group_members& members) {
-    if (!members.named)
+    if (!members.written)
         return;
     fprintf(out, "    %sUser ", verb);
     for (char* list : group_lists)
@@ -105,8 +103,8 @@ void write_members(FILE* out, const char* verb, std::initializer_list<char*> gro
 
 void write_administrators(FILE* out, const group_members& members) {
     put(out, "    AllowUser admin,guest,");
-    if (members.administrators != nullptr)
-        fprintf(out, "%s,", members.administrators);
+    if (members.hdusers != nullptr)
+        fprintf(out, "%s,", members.hdusers);
     put(out, "\n");  // Kept: the comma at the end.
 }
 
@@ -133,24 +131,24 @@ void write_share_body(FILE* out, const SHARE_INFO& share, bool read_only,
     }
     const char* const ro_users = share.ro_users;
     const char* const rw_users = share.rw_users;
-    const bool has_ro_groups = *share.ro_groups != '\0';
-    const bool has_rw_groups = *share.rw_groups != '\0';
+    const bool has_ro_groups = is_set(share.ro_groups);
+    const bool has_rw_groups = is_set(share.rw_groups);
 
     put(out,
         "  <Limit ALL>\n"
         "    DenyAll\n");
-    if (*ro_users != '\0' || *rw_users != '\0')
-        fprintf(out, "    AllowUser %s %s\n", ro_users, rw_users);
+    if (is_set(ro_users) || is_set(rw_users))
+        fprintf(out, "    AllowUser %s %s\n", ro_users, rw_users);  // Kept: the blank, always.
     if (has_ro_groups || has_rw_groups) {
         fprintf(out, "    AllowGroup %s %s\n", ro_groups.get(), rw_groups.get());
         write_members(out, "Allow", {ro_groups.get(), rw_groups.get()}, members);
     }
-    if (open_to_nobody(share))
+    if (has_no_lists(share))
         write_administrators(out, members);
     put(out, "  </Limit>\n");
 
     put(out, "  <Limit READ>\n");
-    if (*ro_users != '\0')
+    if (is_set(ro_users))
         fprintf(out, "    AllowUser %s\n", ro_users);
     if (has_ro_groups) {
         fprintf(out, "    AllowGroup %s\n", ro_groups.get());
@@ -163,21 +161,21 @@ void write_share_body(FILE* out, const SHARE_INFO& share, bool read_only,
         put(out, "    DenyAll\n");
     } else {
         put(out, "    Order deny,allow\n");
-        if (*ro_users != '\0')
+        if (is_set(ro_users))
             fprintf(out, "    DenyUser %s\n", ro_users);
         if (has_ro_groups) {
             fprintf(out, "    DenyGroup %s\n", ro_groups.get());
             write_members(out, "Deny", {ro_groups.get()}, members);
         }
-        if (*rw_users != '\0')
+        if (is_set(rw_users))
             fprintf(out, "    AllowUser %s\n", rw_users);
         if (has_rw_groups) {
             fprintf(out, "    AllowGroup %s\n", rw_groups.get());
             write_members(out, "Allow", {rw_groups.get()}, members);
         }
-        if (open_to_nobody(share))
+        if (has_no_lists(share))
             write_administrators(out, members);
-        else if (*rw_users == '\0' && !has_rw_groups)
+        else if (!is_set(rw_users) && !has_rw_groups)
             put(out, "    DenyAll\n");
     }
     put(out,
@@ -185,15 +183,15 @@ void write_share_body(FILE* out, const SHARE_INFO& share, bool read_only,
         "</Directory>\n");
 }
 
-void write_volume(FILE* out, const char* kind, int number, volume view) {
+void write_volume(FILE* out, const char* kind, int number, visibility seen) {
     char path[64];
     const auto under = [&](const char* folder) {
         snprintf(path, sizeof path, "/mnt/%s%d%s", kind, number, folder);
         return path;
     };
-    if (view == volume::hidden)
+    if (seen == visibility::hidden)
         put_hidden_block(out, under(""));
-    if (view != volume::shown)
+    if (seen != visibility::listed)
         return;
     put_read_only_block(out, under(""));
     put_hidden_block(out, under("/spool"));
@@ -203,7 +201,7 @@ void write_volume(FILE* out, const char* kind, int number, volume view) {
 const SHARE_INFO* write_usb_disks(FILE* out, const proftpd_inputs& inputs,
                                   const group_members& members) {
     const SHARE_INFO* share = inputs.usb_share_count < 1 ? nullptr : &inputs.usb_shares;
-    for (const char* mount_point : usb_disks) {
+    for (const char* mount_point : usb_mount_points) {
         if (share == nullptr) {
             put_hidden_block(out, mount_point);
             continue;
@@ -241,10 +239,14 @@ void write_shares(FILE* out, const proftpd_inputs& inputs, const group_members& 
 
 const SHARE_INFO* write_user_section(FILE* out, const proftpd_inputs& inputs) {
     const SYS_INFO& info = inputs.info;
-    const group_members members(inputs);
+    const group_members members = {
+        !info.sec_domain && !info.sec_ads,
+        {&inputs.groups, &GROUP_INFO::next, 10, ""},
+        members_of_hdusers(&inputs.groups),
+    };
     put(out,
         "<Directory />\n"
-        "  <Limit All>\n"
+        "  <Limit All>\n"  // Kept: All, against ALL elsewhere.
         "    IgnoreHidden on\n"
         "  </Limit>\n"
         "  <Limit WRITE>\n"
@@ -267,10 +269,10 @@ const SHARE_INFO* write_user_section(FILE* out, const proftpd_inputs& inputs) {
         put_hidden_block(out, path);
     put(out, "####\n");
     for (int number = 1; number <= 2; ++number)
-        write_volume(out, "array", number, array_view(info, number));
+        write_volume(out, "array", number, array_visibility(info, number));
     for (int number = 1; number <= 4; ++number)
-        write_volume(out, "disk", number, disk_view(info, number));
-    const SHARE_INFO* unused = write_usb_disks(out, inputs, members);
+        write_volume(out, "disk", number, disk_visibility(info, number));
+    const SHARE_INFO* leftover = write_usb_disks(out, inputs, members);
     write_shares(out, inputs, members);
-    return unused;
+    return leftover;
 }

@@ -64,9 +64,9 @@ static constexpr char tls_block[] =
 static void write_sections(FILE* out, const proftpd_inputs& inputs) {
     const SYS_INFO& info = inputs.info;
     write_global_section(out, info);
-    const SHARE_INFO* unused = write_user_section(out, inputs);
+    const SHARE_INFO* leftover = write_user_section(out, inputs);
     if (!info.sec_domain && !info.sec_ads && !info.sec_server) {
-        write_anonymous_section(out, inputs, unused);
+        write_anonymous_section(out, inputs, leftover);
         if (inputs.share_count == 0)
             return;  // Kept: without shares, no TLS block behind the anonymous section.
     }
@@ -113,22 +113,6 @@ static void write_pam(FILE* out, const SYS_INFO& info) {
         put(out, info.sec_domain || info.sec_ads ? pam_domain : pam_local);
 }
 
-static int write_proftpd_conf(const proftpd_inputs& inputs) {
-    const Stream out = open_conf("/etc/proftpd/proftpd.conf");
-    if (!out)
-        return -1;
-    write_sections(out.get(), inputs);
-    return 0;
-}
-
-static int write_pam_ftp(const SYS_INFO& info) {
-    const Stream out = open_conf("/etc/pam.d/ftp");
-    if (!out)
-        return -1;
-    write_pam(out.get(), info);
-    return 0;
-}
-
 int make_proftpd_conf() {
     proftpd_inputs inputs = {};
     inputs.share_count = load_shareinfo(&inputs.shares);
@@ -136,12 +120,14 @@ int make_proftpd_conf() {
         inputs.share_count = 0;  // a list that could not be loaded counts as empty
     inputs.usb_share_count = load_usbshareinfo(&inputs.usb_shares);
     load_info(&inputs.info);
-    load_groupinfo(&inputs.groups, &inputs.group_count);
+    int group_count = 0;
+    load_groupinfo(&inputs.groups, &group_count);
     load_msdfsinfo(&inputs.msdfs);
 
-    int result = write_proftpd_conf(inputs);
+    int result =
+        write_conf("/etc/proftpd/proftpd.conf", [&](FILE* out) { write_sections(out, inputs); });
     if (result == 0)
-        result = write_pam_ftp(inputs.info);
+        result = write_conf("/etc/pam.d/ftp", [&](FILE* out) { write_pam(out, inputs.info); });
 
     close_msdfsinfo(&inputs.msdfs);
     close_shareinfo(&inputs.shares);

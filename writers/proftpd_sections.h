@@ -16,7 +16,6 @@ struct proftpd_inputs {
     int usb_share_count;  // below 1: there are none
     SYS_INFO info;
     GROUP_INFO groups;
-    int group_count;
     MSDFS_INFO msdfs;
 };
 
@@ -24,17 +23,18 @@ struct proftpd_inputs {
 void put_hidden_block(FILE* out, const char* path);
 void put_read_only_block(FILE* out, const char* path);
 
-// What is to be seen of the directory of an array or disk (numbers from 1).
-enum class volume { hidden, shown, unmentioned };
-volume array_view(const SYS_INFO& info, int number);
-volume disk_view(const SYS_INFO& info, int number);
+// What users are to see of the directory of an array or disk (numbers from 1): nothing, or its
+// shares but not the system's own folders; or no block says.
+enum class visibility { hidden, listed, unmentioned };
+visibility array_visibility(const SYS_INFO& info, int number);
+visibility disk_visibility(const SYS_INFO& info, int number);
 
 // The path of the MSDFS root, or NULL when it is not to be hidden.
 const char* hidden_msdfs_root(const MSDFS_INFO& msdfs);
 
-// Writes the section for users with an account. Returns the first USB share that it has not used
-// (NULL: none), which the anonymous section asks about.
+// Writes the section for users with an account. Returns the USB share behind those that it has
+// used, which the anonymous section asks about: the third one, or NULL.
 const SHARE_INFO* write_user_section(FILE* out, const proftpd_inputs& inputs);
 
 // Writes the section for anonymous users.
-void write_anonymous_section(FILE* out, const proftpd_inputs& inputs, const SHARE_INFO* unused);
+void write_anonymous_section(FILE* out, const proftpd_inputs& inputs, const SHARE_INFO* leftover);

@@ -89,7 +89,7 @@ static void write_global(FILE* out, const SYS_INFO& info, const MSDFS_INFO& msdf
         "    delete veto files = yes\n"
         "\n"
         "    deadtime = 15\n"
-        "    invalid users = mail, deamon\n"
+        "    invalid users = mail, deamon\n"  // Kept: the spelling.
         "    admin users = root\n"
         "    username map = /etc/samba/smbusers\n"
         "\n"
@@ -105,30 +105,18 @@ static void write_global(FILE* out, const SYS_INFO& info, const MSDFS_INFO& msdf
         "    map system = No\n"
         "    dns proxy = No\n"
         "    show add printer wizard = No\n");
+    // Kept: Yes and no, in capitals and not.
     put(out, msdfs.enabled ? "    host msdfs = Yes\n" : "    host msdfs = no\n");
     put(out,
         "    disable spoolss = yes\n"
         "    load printers = no\n");
 }
 
-static int write_smb_conf(samba_inputs* inputs) {
-    const Stream out = open_conf("/etc/samba/smb.conf");
-    if (!out)
-        return -1;
-    write_global(out.get(), inputs->info, inputs->msdfs);
-    write_samba_shares(out.get(), inputs);
-    return 0;
-}
-
-static int write_pam_smb_conf(const SYS_INFO& info) {
-    const Stream out = open_conf("/etc/pam_smb.conf");
-    if (!out)
-        return -1;
+static void write_pam_smb_conf(FILE* out, const SYS_INFO& info) {
     if (info.sec_server)  // the server is both the primary and the backup controller
-        fprintf(out.get(), "%s,%s,%s\n", info.wg, info.auth_server, info.auth_server);
+        fprintf(out, "%s,%s,%s\n", info.wg, info.auth_server, info.auth_server);
     else
-        put(out.get(), "\n");
-    return 0;
+        put(out, "\n");
 }
 
 int make_samba_conf() {
@@ -141,9 +129,13 @@ int make_samba_conf() {
     load_shareinfo_hidden(&inputs.hidden);
     load_shareinfo_vfs(&inputs.vfs);
 
-    int result = write_smb_conf(&inputs);
+    int result = write_conf("/etc/samba/smb.conf", [&](FILE* out) {
+        write_global(out, inputs.info, inputs.msdfs);
+        write_samba_shares(out, &inputs);
+    });
     if (result == 0)
-        result = write_pam_smb_conf(inputs.info);
+        result = write_conf("/etc/pam_smb.conf",
+                            [&](FILE* out) { write_pam_smb_conf(out, inputs.info); });
 
     close_shareinfo(&inputs.shares);
     close_shareinfo(&inputs.usb_shares);

@@ -2,7 +2,7 @@
 #include "writers/samba_shares.h"
 
 #include "conf/name_search.h"
-#include "conf/record_chain.h"
+#include "conf/text.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
 #include "writers/output.h"
@@ -10,9 +10,17 @@
 
 namespace {
 
-using HiddenSearch = NameSearch<SHARE_HIDDEN, &SHARE_HIDDEN::name>;
-using OfflineSearch = NameSearch<OFFLINE, &OFFLINE::name>;
-using VfsSearch = NameSearch<SHARE_VFS, &SHARE_VFS::name>;
+// A vfs record that switches nothing on leaves the decision to a later one, or to the share.
+bool decides(const SHARE_VFS& vfs) {
+    return vfs.trash || vfs.audit;
+}
+
+// The side lists, searched by the name of a share.
+struct side_lists {
+    NameSearch<SHARE_HIDDEN, &SHARE_HIDDEN::name> hidden;
+    NameSearch<OFFLINE, &OFFLINE::name> offline;
+    NameSearch<SHARE_VFS, &SHARE_VFS::name> vfs;
+};
 
 constexpr char recycle_block[] =
     "    vfs objects = recycle\n"
@@ -35,16 +43,21 @@ constexpr char recycle_audit_block[] =
     "    audit:facility = LOCAL6\n"
     "    audit:priority = INFO\n";
 
-void write_share_header(FILE* out, const char* name, const HiddenSearch& hidden_list) {
-    const SHARE_HIDDEN* hidden = hidden_list.find(name);
+void write_share_header(FILE* out, const char* name, const side_lists& lists) {
+    const SHARE_HIDDEN* hidden = lists.hidden.find(name);
     fprintf(out, hidden && !hidden->enabled ? "[%s$]\n" : "[%s]\n", name);
 }
 
-void write_share_vfs(FILE* out, const SHARE_INFO& share, const VfsSearch& vfs_list) {
-    if (const SHARE_VFS* vfs = vfs_list.find(share.name))
-        put(out, !vfs->trash ? audit_block : vfs->audit ? recycle_audit_block : recycle_block);
-    else if (share.trashbox)
+void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists) {
+    const SHARE_VFS* vfs = lists.vfs.find(share.name);
+    const bool recycle = vfs != nullptr ? vfs->trash : share.trashbox;
+    const bool audit = vfs != nullptr && vfs->audit;
+    if (recycle && audit)
+        put(out, recycle_audit_block);
+    else if (recycle)
         put(out, recycle_block);
+    else if (audit)
+        put(out, audit_block);
 }
 
 void write_comment(FILE* out, const SHARE_INFO& share, bool read_only) {
@@ -87,7 +100,7 @@ void write_usb_access(FILE* out, const SHARE_INFO& share) {
         return;
     }
     const auto with_comma = [out](const char* list) {
-        if (*list != '\0')
+        if (is_set(list))
             fprintf(out, "%s,", list);
     };
     put(out, "    valid users = ");
@@ -95,16 +108,15 @@ void write_usb_access(FILE* out, const SHARE_INFO& share) {
     with_comma(share.ro_groups);
     with_comma(share.rw_users);  // Kept: a comma also where nothing follows.
     fprintf(out, "%s\n", share.rw_groups);
-    if (*share.ro_users == '\0' && *share.ro_groups == '\0')
+    if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
     put(out, "    read list = ");
     with_comma(share.ro_users);
     fprintf(out, "%s\n", share.ro_groups);
 }
 
-void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only,
-                     const HiddenSearch& hidden_list, const VfsSearch& vfs_list) {
-    write_share_header(out, share.name, hidden_list);
+void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only, const side_lists& lists) {
+    write_share_header(out, share.name, lists);
     write_comment(out, share, read_only);
     fprintf(out, "    path = /mnt/%s\n", share.volume);
     put(out,
@@ -116,15 +128,14 @@ void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only,
         "    force create mode = 666\n"
         "    force directory mode = 777\n"
         "    csc policy = disable\n");
-    write_share_vfs(out, share, vfs_list);
+    write_share_vfs(out, share, lists);
 }
 
-void write_usb_shares(FILE* out, const SHARE_INFO* share, const HiddenSearch& hidden_list,
-                      const VfsSearch& vfs_list) {
-    for (const char* mount_point : usb_disks) {
+void write_usb_shares(FILE* out, const SHARE_INFO* share, const side_lists& lists) {
+    for (const char* mount_point : usb_mount_points) {
         int fs_type = 0;
         if (share->smb && isMounted(mount_point, &fs_type))
-            write_usb_share(out, *share, read_only_on(*share, fs_type), hidden_list, vfs_list);
+            write_usb_share(out, *share, read_only_on(*share, fs_type), lists);
         share = share->next;
         if (share == nullptr)
             break;
@@ -154,7 +165,7 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
     put(out, "    valid users = ");
     const char* comma = "";
     const auto write_shaped = [&](char** list, int kind) {
-        if (**list == '\0')
+        if (!is_set(*list))
             return;
         VntSambaFormatShaper(list, kind);
         fprintf(out, "%s%s", comma, *list);
@@ -165,17 +176,15 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
     write_shaped(&share->rw_users, user_list);
     write_shaped(&share->rw_groups, group_list);
     put(out, "\n");
-    if (*share->ro_users == '\0' && *share->ro_groups == '\0')
+    if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
     // Kept: the comma stands before the groups also where there are no users.
-    fprintf(out, "    read list = %s%s%s\n", share->ro_users, *share->ro_groups ? "," : "",
+    fprintf(out, "    read list = %s%s%s\n", share->ro_users, is_set(share->ro_groups) ? "," : "",
             share->ro_groups);
 }
 
-void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info,
-                 const HiddenSearch& hidden_list, const OfflineSearch& offline_list,
-                 const VfsSearch& vfs_list) {
-    write_share_header(out, share->name, hidden_list);
+void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_lists& lists) {
+    write_share_header(out, share->name, lists);
     write_comment(out, *share, share->read_only);
     fprintf(out, "    path = /mnt/%s/%s\n", share->volume, share->name);
     put(out,
@@ -186,9 +195,10 @@ void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info,
     put(out,
         "    force create mode = 666\n"
         "    force directory mode = 777\n");
-    if (const OFFLINE* offline = offline_list.find(share->name))
+    // Kept: no line for a share that is not in the list.
+    if (const OFFLINE* offline = lists.offline.find(share->name))
         fprintf(out, "    csc policy = %s\n", offline->enabled ? offline->policy : "disable");
-    write_share_vfs(out, *share, vfs_list);
+    write_share_vfs(out, *share, lists);
     fprintf(out, "###%s###\n", share->name);
 }
 
@@ -196,22 +206,22 @@ void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info,
 
 void write_samba_shares(FILE* out, samba_inputs* inputs) {
     const SYS_INFO& info = inputs->info;
-    const HiddenSearch hidden_list(&inputs->hidden, &SHARE_HIDDEN::next, 3,
-                                   "shareinfo_hidden(name):");
-    const OfflineSearch offline_list(&inputs->offline, &OFFLINE::next, 3, "offline(name):");
-    const VfsSearch vfs_list(&inputs->vfs, &SHARE_VFS::next, 3, "shareinfo_vfs(name):",
-                             [](const SHARE_VFS& vfs) { return vfs.trash || vfs.audit; });
+    const side_lists lists = {
+        {&inputs->hidden, &SHARE_HIDDEN::next, 3, "shareinfo_hidden(name):"},
+        {&inputs->offline, &OFFLINE::next, 3, "offline(name):"},
+        {&inputs->vfs, &SHARE_VFS::next, 3, "shareinfo_vfs(name):", decides},
+    };
 
     if (inputs->msdfs.enabled)
         write_msdfs_root(out, &inputs->msdfs);
     if (info.info_visible)
         put(out, utilities_share);
     if (inputs->usb_share_count >= 1)
-        write_usb_shares(out, &inputs->usb_shares, hidden_list, vfs_list);
+        write_usb_shares(out, &inputs->usb_shares, lists);
     if (info.sec_server && info.auth_user_auto_add && info.auth_test)
         write_test_share(out, info);
     for (SHARE_INFO* share = &inputs->shares; share != nullptr; share = share->next)
         if (share->smb)
-            write_share(out, share, info, hidden_list, offline_list, vfs_list);
+            write_share(out, share, info, lists);
     put(out, "#####END#####\n");
 }

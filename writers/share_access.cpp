@@ -1,14 +1,14 @@
 // What several writers ask of a share and its access lists.
 #include "writers/share_access.h"
 
+#include "conf/text.h"
 #include "util/mount_probe.h"
 
 #include <initializer_list>
-#include <string.h>
 
 static bool all_lists_are(const SHARE_INFO& share, const char* text) {
     for (const char* list : {share.rw_users, share.rw_groups, share.ro_users, share.ro_groups})
-        if (strcmp(list, text) != 0)
+        if (!equal(list, text))
             return false;
     return true;
 }
@@ -17,7 +17,7 @@ bool open_to_everyone(const SHARE_INFO& share) {
     return all_lists_are(share, "all");
 }
 
-bool open_to_nobody(const SHARE_INFO& share) {
+bool has_no_lists(const SHARE_INFO& share) {
     return all_lists_are(share, "");
 }
 

@@ -3,15 +3,15 @@
 
 #include "include/share_info.h"
 
-// Where the USB disks are mounted. The first record of the USB share list stands for the first
-// disk, the second for the second one, whatever their volumes; further ones for none.
-inline constexpr const char* usb_disks[] = {"/mnt/usbdisk1", "/mnt/usbdisk2"};
+// Where the two USB disks are mounted. The first record of the USB share list stands for the
+// first disk and the second for the second one, whatever their volumes; no other record counts.
+inline constexpr const char* usb_mount_points[] = {"/mnt/usbdisk1", "/mnt/usbdisk2"};
 
 // True when all four access lists are exactly "all".
 bool open_to_everyone(const SHARE_INFO& share);
 
 // True when all four access lists are empty.
-bool open_to_nobody(const SHARE_INFO& share);
+bool has_no_lists(const SHARE_INFO& share);
 
 // True when the share or the file system of its USB disk (util/mount_probe.h) is read-only.
 bool read_only_on(const SHARE_INFO& share, int fs_type);

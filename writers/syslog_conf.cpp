@@ -17,7 +17,7 @@ int make_syslog_conf() {
     load_info(&info);
     const Stream out = open_output(path);
     if (!out) {
-        fprintf(stderr, "cannnot open %s\n", path);
+        fprintf(stderr, "cannnot open %s\n", path);  // Kept: the spelling, and no line at success.
         return -1;
     }
     put(out.get(), local_files);

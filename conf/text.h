@@ -1,8 +1,17 @@
-// How every number of the settings and of the command line is read.
+// The questions that are asked of the texts of settings and list fields.
 #pragma once
 
 #include <limits.h>
 #include <stdlib.h>
+#include <string.h>
+
+inline bool is_set(const char* text) {
+    return *text != '\0';
+}
+
+inline bool equal(const char* left, const char* right) {
+    return strcmp(left, right) == 0;
+}
 
 // The number at the start of a text (leading blanks and a sign allowed, the rest ignored, a
 // non-number gives 0), cut to the range of an int: so a 64-bit machine reads it as the 32-bit
