@@ -1,0 +1,22 @@
+# The tests of the manual and of the packages, of large files, and of the program for ARM.
+target_sources(program_tests PRIVATE tests/large_file_test.cpp)
+
+add_test(NAME manual COMMAND ${CMAKE_SOURCE_DIR}/tests/manual_test.sh)
+if(TAVROGEN_STATIC AND NOT TAVROGEN_SANITIZE) # once is enough: it has builds of its own
+  add_test(NAME package COMMAND ${CMAKE_SOURCE_DIR}/tests/package_test.sh)
+  set_tests_properties(package PROPERTIES LABELS package TIMEOUT 600)
+endif()
+
+set(TAVROGEN_ARM_PROGRAM ${CMAKE_SOURCE_DIR}/build-arm/tavrogen CACHE FILEPATH
+  "The program for ARM; where it is there, all tests of the program also run it, emulated")
+if(EXISTS ${TAVROGEN_ARM_PROGRAM})
+  cmake_path(GET TAVROGEN_ARM_PROGRAM PARENT_PATH arm_tree)
+  add_test(NAME arm_build COMMAND ${CMAKE_COMMAND} --build ${arm_tree} --target tavrogen)
+  add_test(NAME arm COMMAND ${CMAKE_COMMAND} -E env
+    TAVROGEN_PROGRAM=${TAVROGEN_ARM_PROGRAM}
+    "TAVROGEN_SANDBOX_OPTIONS=--emulator /usr/bin/qemu-arm-static"
+    $<TARGET_FILE:program_tests>)
+  set_tests_properties(arm_build PROPERTIES FIXTURES_SETUP arm_program)
+  set_tests_properties(arm PROPERTIES FIXTURES_REQUIRED arm_program)
+  set_tests_properties(arm_build arm PROPERTIES LABELS arm TIMEOUT 600)
+endif()
