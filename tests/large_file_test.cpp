@@ -1,6 +1,8 @@
 // Files whose size or time does not fit into 32 bits.
 #include "tests/appliance.h"
 
+#include <chrono>
+
 namespace fs = std::filesystem;
 
 TEST(LargeFile, IsServedAndListedLikeAnyOther) {
