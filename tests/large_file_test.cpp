@@ -6,8 +6,8 @@
 namespace fs = std::filesystem;
 
 TEST(LargeFile, IsServedAndListedLikeAnyOther) {
-    const auto late =
-        std::chrono::file_clock::from_sys(std::chrono::sys_days(std::chrono::year(2040) / 1 / 1));
+    const std::chrono::sys_seconds in_2040 = std::chrono::sys_days(std::chrono::year(2040) / 1 / 1);
+    const auto late = std::chrono::file_clock::from_sys(in_2040);
     Appliance appliance;
     appliance.run("-c iscsi");
     const std::string targets = appliance.read("/etc/ietd.conf");
