@@ -9,6 +9,11 @@ file(MAKE_DIRECTORY ${usr}/share/lintian/overrides)
 file(COPY_FILE ${here}/lintian-overrides ${usr}/share/lintian/overrides/tavrogen)
 file(GLOB pages ${usr}/share/man/man?/*)
 execute_process(COMMAND gzip -9n ${pages} ${doc}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
+
+# Whatever the umask, here or where the sources were checked out.
+set(folder_mode OWNER_READ OWNER_WRITE OWNER_EXECUTE
+  GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+file(CHMOD ${usr} ${usr}/sbin PERMISSIONS ${folder_mode})
 file(CHMOD_RECURSE ${usr}/share
   FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
-  DIRECTORY_PERMISSIONS ${CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
+  DIRECTORY_PERMISSIONS ${folder_mode})
