@@ -2,13 +2,10 @@
 #include "tests/appliance.h"
 
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
 #include <regex>
 #include <sstream>
-#include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -24,16 +21,13 @@ static std::string environment(const char* name, const char* otherwise) {
     return value ? value : otherwise;
 }
 
-static std::vector<std::string> split(const std::string& text) {
-    std::istringstream words(text);
-    return {std::istream_iterator<std::string>(words), {}};
-}
-
-Appliance::Appliance(const std::string& model) {
+Appliance::Appliance(std::initializer_list<const char*> models) {
     std::string name = fs::temp_directory_path() / "tavrogen-test.XXXXXX";
     folder_ = mkdtemp(name.data());
     root_ = folder_ / "root";
-    fs::copy(fs::path(SOURCE_FOLDER) / model, root_, fs::copy_options::recursive);
+    for (const auto* model : models)
+        fs::copy(fs::path(SOURCE_FOLDER) / model, root_,
+                 fs::copy_options::recursive | fs::copy_options::overwrite_existing);
     std::error_code not_linked;  // then the sandbox copies the program
     fs::create_hard_link(environment("TAVROGEN_PROGRAM", PROGRAM), root_ / "tavrogen", not_linked);
 }
@@ -60,52 +54,30 @@ void Appliance::obstruct(const std::string& path) {
     fs::create_directories(at(path));
 }
 
-void Appliance::set(const std::string& file, const std::string& setting) {
-    unset(file, setting.substr(0, setting.find('=')));
-    write(file, read(file) + setting + "\n");
-}
-
-void Appliance::unset(const std::string& file, const std::string& key) {
-    std::istringstream lines(read(file));
-    std::string kept;
-    for (std::string line; getline(lines, line);)
-        if (!line.starts_with(key + "="))
-            kept += line + "\n";
-    write(file, kept);
+void Appliance::change(const std::string& file, const std::string& settings) {
+    std::istringstream changes(settings);
+    for (std::string setting; getline(changes, setting, ';');) {
+        const std::string key = setting.substr(0, setting.find('=')) + "=";
+        std::istringstream lines(read(file));
+        std::string text;
+        for (std::string line; getline(lines, line);)
+            text += line.starts_with(key) ? "" : line + "\n";
+        write(file, text + (has(setting, "=") ? setting + "\n" : ""));
+    }
 }
 
 Outcome Appliance::run(const std::string& arguments, bool output) {
-    const std::string program = environment("TAVROGEN_PROGRAM", PROGRAM);
-    std::vector<std::string> words = {SOURCE_FOLDER "/scripts/sandbox", "--host", host};
-    if (!eth0.empty())
-        words.insert(words.end(), {"--eth0", eth0});
-    for (const auto& option : split(environment("TAVROGEN_SANDBOX_OPTIONS", SANDBOX_OPTIONS)))
-        words.push_back(option);
-    words.insert(words.end(), {root_, program});
-    for (const auto& argument : split(arguments))
-        words.push_back(argument);
-    std::vector<char*> argv;
-    for (auto& word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-
     const fs::path out = folder_ / "out";
     const fs::path err = folder_ / "err";
-    const pid_t child = fork();
-    if (child == 0) {
-        const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
-        dup2(open(out.c_str(), flags, 0600), STDOUT_FILENO);
-        dup2(open(err.c_str(), flags, 0600), STDERR_FILENO);
-        if (!output)
-            close(STDOUT_FILENO);
-        execv(argv[0], argv.data());
-        _exit(125);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    Outcome run = {WEXITSTATUS(status), slurp(out), slurp(err)};
-    EXPECT_NE(run.status, 125) << "the sandbox does not work here: " << run.err;
-    return run;
+    const std::string command = SOURCE_FOLDER "/scripts/sandbox --host " + host +
+                                (eth0.empty() ? "" : " --eth0 " + eth0) + " " +
+                                environment("TAVROGEN_SANDBOX_OPTIONS", SANDBOX_OPTIONS) + " " +
+                                root_.string() + " " + environment("TAVROGEN_PROGRAM", PROGRAM) +
+                                " " + arguments + " 2>" + err.string() + " >";
+    const int status = system((command + (output ? out.string() : "&-")).c_str());
+    const Outcome outcome = {WEXITSTATUS(status), slurp(out), slurp(err)};
+    EXPECT_NE(outcome.status, 125) << "the sandbox does not work here: " << outcome.err;
+    return outcome;
 }
 
 std::string Appliance::read(const std::string& path) const {
@@ -141,6 +113,10 @@ std::string part(const std::string& text, const std::string& begin, const std::s
     const size_t from = text.find(begin);
     const size_t to = from == text.npos ? from : text.find(end, from + begin.size());
     return to == text.npos ? "" : text.substr(from, to + end.size() - from);
+}
+
+bool has(const std::string& text, const std::string& words) {
+    return text.find(words) != text.npos;
 }
 
 std::string lines_with(const std::string& text, const std::string& word) {

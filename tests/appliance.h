@@ -14,11 +14,11 @@ struct Outcome {
 };
 
 // A root directory of its own under the temporary directory: at first a copy of tests/appliance,
-// which has well-formed settings for every service. A path without a leading '/' is meant under
-// /etc/korvel.
+// which has well-formed settings for every service, or of other folders, each over the one
+// before. A path without a leading '/' is meant under /etc/korvel.
 class Appliance {
   public:
-    explicit Appliance(const std::string& model = "tests/appliance");
+    explicit Appliance(std::initializer_list<const char*> models = {"tests/appliance"});
     ~Appliance();
     Appliance(const Appliance&) = delete;
     Appliance& operator=(const Appliance&) = delete;
@@ -31,18 +31,17 @@ class Appliance {
     void remove(const std::string& path);
     void obstruct(const std::string& path);  // by a folder in its place
 
-    // Store or remove a setting "key=value" of a keyed file.
-    void set(const std::string& file, const std::string& setting);
-    void unset(const std::string& file, const std::string& key);
+    // Changes a keyed file by settings separated by ';': stores "key=value", removes "key".
+    void change(const std::string& file, const std::string& settings);
 
-    // Runs the program with arguments that are separated by blanks; `output` false: with standard
-    // output closed.
+    // Runs the program with arguments as a shell reads them; `output` false: with standard output
+    // closed.
     Outcome run(const std::string& arguments, bool output = true);
 
     // The bytes of a file; "(no such file)" where there is none.
     std::string read(const std::string& path) const;
 
-    // Compares every file under tests/expected/NAME with the file of this appliance.
+    // Compares every file under tests/expected/NAME with that of this appliance.
     void expect_files(const std::string& name) const;
 
   private:
@@ -75,6 +74,9 @@ std::string expected(const std::string& name);
 // The part of a text from the first `begin` on up to the next `end`, both included; empty where
 // there is none.
 std::string part(const std::string& text, const std::string& begin, const std::string& end);
+
+// True where the text has the words in it.
+bool has(const std::string& text, const std::string& words);
 
 // The lines of a text that begin with a word.
 std::string lines_with(const std::string& text, const std::string& word);
