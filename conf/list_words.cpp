@@ -35,16 +35,22 @@ const char* get_words_with_allocate(const char* cursor, char** target) {
         return nullptr;
     }
     const size_t length = field_length(cursor);
-    *target = static_cast<char*>(calloc(length + 1, 1));
+    *target = static_cast<char*>(malloc(length + 1));
     if (*target == nullptr) {
         fputs("get_words_with_allocate:memory allocate fail.", stdout);  // Kept: no newline.
         return nullptr;
     }
     memcpy(*target, cursor, length);
+    (*target)[length] = '\0';
     return cursor + length + 2;
 }
 
 const char* take(const char* cursor, int& member) {
+    // Most numbers are one digit, for which the general way is long.
+    if (cursor != nullptr && cursor[0] >= '0' && cursor[0] <= '9' && cursor[1] == '<') {
+        member = cursor[0] - '0';
+        return cursor + 3;
+    }
     char digits[32] = "";
     cursor = take(cursor, digits);
     member = to_int(digits);

@@ -38,14 +38,30 @@ class ByteReader {
     explicit ByteReader(const char* path) : file_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
 
     // The next byte; EOF at the end of the file and when it cannot be read.
-    int next() {
+    int peek() {
         if (at_ == end_ && !fill())
             return EOF;
-        return static_cast<unsigned char>(chunk_[at_++]);
+        return static_cast<unsigned char>(chunk_[at_]);
+    }
+
+    void advance() { ++at_; }
+
+    // True when it is known already that the byte so far ahead is another one.
+    bool rules_out(char byte, size_t ahead) const {
+        return end_ - at_ > ahead && chunk_[at_ + ahead] != byte;
+    }
+
+    // Moves behind a text that comes next; stops where another byte comes, and gives false.
+    bool pass(const char* text) {
+        while (*text != '\0' && peek() == static_cast<unsigned char>(*text)) {
+            advance();
+            ++text;
+        }
+        return *text == '\0';
     }
 
     // Moves behind the next newline; false when there is none.
-    bool skip_line() {
+    bool pass_line() {
         do {
             const void* newline = memchr(chunk_ + at_, '\n', end_ - at_);
             if (newline != nullptr) {
@@ -81,9 +97,11 @@ bool is_key(const char* key) {
 // Copies the rest of a line, cut to fit and terminated. False when it cannot be read.
 bool copy_line(ByteReader& bytes, char* line, int size) {
     int used = 0;
-    for (int byte = bytes.next(); byte != EOF && byte != '\n'; byte = bytes.next())
+    for (int byte = bytes.peek(); byte != EOF && byte != '\n'; byte = bytes.peek()) {
         if (used < size - 1)
             line[used++] = static_cast<char>(byte);
+        bytes.advance();
+    }
     line[used] = '\0';
     return !bytes.failed();
 }
@@ -93,15 +111,12 @@ bool copy_line(ByteReader& bytes, char* line, int size) {
 int get_StringbyKey(const char* path, const char* key, char* value, int size) {
     if (!is_key(key) || size <= 0)
         return 0;
+    const size_t key_length = strlen(key);
     ByteReader bytes(path);
-    int byte = 0;
     do {
-        const char* expected = key;
-        for (byte = bytes.next(); *expected != '\0' && byte == *expected; byte = bytes.next())
-            ++expected;
-        if (*expected == '\0' && byte == '=')
+        if (!bytes.rules_out('=', key_length) && bytes.pass(key) && bytes.pass("="))
             return copy_line(bytes, value, size);
-    } while (byte == '\n' || (byte != EOF && bytes.skip_line()));
+    } while (bytes.pass_line());
     return 0;
 }
 

@@ -2,6 +2,7 @@
 #include "util/utils.h"
 
 #include "conf/owners.h"
+#include "conf/text.h"
 #include "include/code_page.h"
 
 #include <stdio.h>
@@ -59,46 +60,58 @@ int str_cut_sjis(char* text, int length) {
 
 char* str_duplicate(const char* text) {
     const size_t size = strlen(text) + 1;
-    auto* copy = static_cast<char*>(calloc(size, 1));
+    auto* copy = static_cast<char*>(malloc(size));
     if (copy != nullptr)
         memcpy(copy, text, size);
     return copy;
 }
 
-static int out_of_memory() {
-    puts("utils VntSambaFormatShaper (453)>calloc failed.");  // Kept: the number, too.
-    return 1;
+// Takes the marks of an earlier shaping out of a list, in place.
+static void delete_marks(char* list) {
+    char* to = list;
+    for (const char* at = list; *at != '\0'; ++at)
+        if (*at != '@' && *at != '"')
+            *to++ = *at;
+    *to = '\0';
+}
+
+// Appends at most the first 127 bytes of a text; returns the end, which is not terminated.
+static char* append_part(char* to, const char* text, size_t length) {
+    const size_t kept = length < 127 ? length : 127;
+    memcpy(to, text, kept);
+    return to + kept;
 }
 
 int VntSambaFormatShaper(char** list, int kind) {
-    if (*list == nullptr || **list == '\0' || (kind != user_list && kind != group_list))
+    if (*list == nullptr || !is_set(*list) || (kind != user_list && kind != group_list))
         return 1;
-    const Text copy(str_duplicate(*list));
-    if (!copy)
-        return out_of_memory();
-    str_replace(copy.get(), "@", "");
-    str_replace(copy.get(), "\"", "");
+    constexpr size_t marks = 3;  // of one item: the "@" and two quotes
+    size_t size = strlen(*list) + 1 + marks;
+    for (const char* at = *list; *at != '\0'; ++at)
+        size += *at == ',' ? marks : 0;
+    auto* end = static_cast<char*>(malloc(size));
+    if (end == nullptr) {
+        puts("utils VntSambaFormatShaper (453)>calloc failed.");  // Kept: the number, too.
+        return 1;
+    }
+    const Text items(*list);
+    *list = end;
 
-    const size_t mark = kind == group_list ? 1 : 0;
-    size_t size = strlen(copy.get()) + 1;
-    for_each_item(copy.get(),
-                  [&](const char* item) { size += mark + (strchr(item, '+') != nullptr ? 2 : 0); });
-    auto* shaped = static_cast<char*>(realloc(*list, size));
-    if (shaped == nullptr)
-        return out_of_memory();
-    *list = shaped;
-
-    *shaped = '\0';
+    delete_marks(items.get());
+    *end = '\0';
     const char* comma = "";
-    for_each_item(copy.get(), [&](const char* item) {
-        const char* prefix = mark != 0 ? "@" : "";
+    for_each_item(items.get(), [&](const char* item) {
+        end = stpcpy(end, comma);
+        end = stpcpy(end, kind == group_list ? "@" : "");
         const char* plus = strchr(item, '+');
-        if (plus == nullptr)
-            shaped += sprintf(shaped, "%s%s%s", comma, prefix, item);
-        else
-            shaped +=
-                sprintf(shaped, "%s%s%.*s+\"%.127s\"", comma, prefix,
-                        plus - item < 127 ? static_cast<int>(plus - item) : 127, item, plus + 1);
+        if (plus == nullptr) {
+            end = stpcpy(end, item);
+        } else {
+            end = append_part(end, item, static_cast<size_t>(plus - item));
+            end = stpcpy(end, "+\"");
+            end = append_part(end, plus + 1, strlen(plus + 1));
+            end = stpcpy(end, "\"");
+        }
         comma = ",";
     });
     return 0;

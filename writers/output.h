@@ -3,6 +3,7 @@
 
 #include "conf/owners.h"
 
+#include <initializer_list>
 #include <string_view>
 
 // Opens a configuration file to be written anew and announces it on standard output; reports a
@@ -22,5 +23,9 @@ int write_conf(const char* path, Write write) {
 
 // Writes fixed lines as they stand.
 inline void put(FILE* out, std::string_view lines) {
-    fwrite(lines.data(), 1, lines.size(), out);
+    fwrite_unlocked(lines.data(), 1, lines.size(), out);
 }
+
+// Writes texts one behind the other: for the lines of every share, where a format would take
+// several times as long.
+void put(FILE* out, std::initializer_list<std::string_view> texts);

@@ -45,7 +45,7 @@ constexpr char recycle_audit_block[] =
 
 void write_share_header(FILE* out, const char* name, const side_lists& lists) {
     const SHARE_HIDDEN* hidden = lists.hidden.find(name);
-    fprintf(out, hidden && !hidden->enabled ? "[%s$]\n" : "[%s]\n", name);
+    put(out, {"[", name, hidden && !hidden->enabled ? "$]\n" : "]\n"});
 }
 
 void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists) {
@@ -61,11 +61,11 @@ void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists
 }
 
 void write_comment(FILE* out, const SHARE_INFO& share, bool read_only) {
-    fprintf(out, read_only ? "    comment = %s(Read Only)\n" : "    comment = %s\n", share.comment);
+    put(out, {"    comment = ", share.comment, read_only ? "(Read Only)\n" : "\n"});
 }
 
 void write_msdfs_root(FILE* out, MSDFS_INFO* msdfs) {
-    fprintf(out, "[%s]\n", msdfs->root->name);
+    put(out, {"[", msdfs->root->name, "]\n"});
     put(out,
         "    comment = Quarvane DFS folder\n"
         "    browsable = Yes\n"
@@ -73,7 +73,7 @@ void write_msdfs_root(FILE* out, MSDFS_INFO* msdfs) {
         "    writable = No\n"
         "    guest ok = Yes\n");
     if (!msdfs->root_as_link) {
-        fprintf(out, "    path = %s\n", msdfs->root->path);
+        put(out, {"    path = ", msdfs->root->path, "\n"});
         put(out, "    msdfs root = Yes\n");
         return;
     }
@@ -81,7 +81,7 @@ void write_msdfs_root(FILE* out, MSDFS_INFO* msdfs) {
         msdfs->links = msdfs->links->prev;
     put(out, "    msdfs root = Yes\n");
     // The first of the two backslashes of the path is left out; a missing path is all zero.
-    fprintf(out, "    msdfs proxy = %s\n", msdfs->links->unc1 + 1);
+    put(out, {"    msdfs proxy = ", msdfs->links->unc1 + 1, "\n"});
 }
 
 constexpr char utilities_share[] =
@@ -101,24 +101,24 @@ void write_usb_access(FILE* out, const SHARE_INFO& share) {
     }
     const auto with_comma = [out](const char* list) {
         if (is_set(list))
-            fprintf(out, "%s,", list);
+            put(out, {list, ","});
     };
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
     with_comma(share.rw_users);  // Kept: a comma also where nothing follows.
-    fprintf(out, "%s\n", share.rw_groups);
+    put(out, {share.rw_groups, "\n"});
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
     put(out, "    read list = ");
     with_comma(share.ro_users);
-    fprintf(out, "%s\n", share.ro_groups);
+    put(out, {share.ro_groups, "\n"});
 }
 
 void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only, const side_lists& lists) {
     write_share_header(out, share.name, lists);
     write_comment(out, share, read_only);
-    fprintf(out, "    path = /mnt/%s\n", share.volume);
+    put(out, {"    path = /mnt/", share.volume, "\n"});
     put(out,
         "    browsable = yes\n"
         "    printable = no\n");
@@ -143,7 +143,7 @@ void write_usb_shares(FILE* out, const SHARE_INFO* share, const side_lists& list
 }
 
 void write_test_share(FILE* out, const SYS_INFO& info) {
-    fprintf(out, "[%s]\n", info.auth_test_folder);
+    put(out, {"[", info.auth_test_folder, "]\n"});
     put(out,
         "    comment = Quarvane authentication test folder\n"
         "    path = /mnt/authtest\n"
@@ -168,7 +168,7 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
         if (!is_set(*list))
             return;
         VntSambaFormatShaper(list, kind);
-        fprintf(out, "%s%s", comma, *list);
+        put(out, {comma, *list});
         comma = ",";
     };
     write_shaped(&share->ro_users, user_list);
@@ -179,14 +179,14 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
     // Kept: the comma stands before the groups also where there are no users.
-    fprintf(out, "    read list = %s%s%s\n", share->ro_users, is_set(share->ro_groups) ? "," : "",
-            share->ro_groups);
+    put(out, {"    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
+              share->ro_groups, "\n"});
 }
 
 void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_lists& lists) {
     write_share_header(out, share->name, lists);
     write_comment(out, *share, share->read_only);
-    fprintf(out, "    path = /mnt/%s/%s\n", share->volume, share->name);
+    put(out, {"    path = /mnt/", share->volume, "/", share->name, "\n"});
     put(out,
         "    browsable = yes\n"
         "    printable = no\n");
@@ -197,9 +197,9 @@ void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_
         "    force directory mode = 777\n");
     // Kept: no line for a share that is not in the list.
     if (const OFFLINE* offline = lists.offline.find(share->name))
-        fprintf(out, "    csc policy = %s\n", offline->enabled ? offline->policy : "disable");
+        put(out, {"    csc policy = ", offline->enabled ? offline->policy : "disable", "\n"});
     write_share_vfs(out, *share, lists);
-    fprintf(out, "###%s###\n", share->name);
+    put(out, {"###", share->name, "###\n"});
 }
 
 }  // namespace
