@@ -1,0 +1,2 @@
+// Starts and exits: what a process costs that does nothing.
+int main() {}
