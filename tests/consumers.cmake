@@ -1,0 +1,9 @@
+# The services of Debian 12 read what the program writes: one test each, in a private machine.
+if(TAVROGEN_STATIC AND NOT TAVROGEN_SANITIZE) # another build adds nothing here
+  foreach(consumer samba ftp syslog exports pam)
+    add_test(NAME consumers.${consumer}
+      COMMAND ${CMAKE_SOURCE_DIR}/tests/consumers/run ${consumer} $<TARGET_FILE:tavrogen>)
+    set_tests_properties(consumers.${consumer} PROPERTIES
+      LABELS consumers SKIP_RETURN_CODE 77 TIMEOUT 300)
+  endforeach()
+endif()

@@ -1,0 +1,105 @@
+"""The example appliance, rebuilt inside the private machine that `run` made."""
+import contextlib
+import os
+import pathlib
+import shutil
+import socket
+import subprocess
+import time
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+EXAMPLE = SOURCE / "examples/appliance"
+ROOT = pathlib.Path("/run/appliance")  # the appliance's own files, as the program saw them
+ETC = pathlib.Path("/etc")
+MNT = pathlib.Path("/mnt")
+WRITTEN = ["samba/smb.conf", "proftpd/proftpd.conf", "pam.d/ftp", "pam.d/netatalk",
+           "syslog.conf", "exports"]
+PEOPLE = ["alice", "bob", "carol", "dave", "erika"]
+# One share more than the example: people who are readers and writers at once.
+MIXED = "mixed<>array1<>Beides<>alice,bob<>studio<>bob<>finance<>1<>1<>1<>0<><>0<>0<>0<>0\n"
+
+
+def run(*command, **options):
+    """Runs a command; its output, standard error included, is in `stdout`."""
+    return subprocess.run([str(word) for word in command], stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, timeout=30, check=False, **options)
+
+
+def write_configuration(**settings):
+    """Lets the program write for the example with some settings changed; fills /etc with it."""
+    shutil.rmtree(ROOT, ignore_errors=True)
+    shutil.copytree(EXAMPLE, ROOT)
+    info = ROOT / "etc/korvel/info"
+    kept = [line for line in info.read_text().splitlines() if line.split("=")[0] not in settings]
+    info.write_text("\n".join(kept + [f"{key}={value}" for key, value in settings.items()] + [""]))
+    with open(ROOT / "etc/korvel/shareinfo", "a") as shares:
+        shares.write(MIXED)
+    done = run(SOURCE / "scripts/sandbox", "--host", "morvista-nas.example.net", ROOT,
+               os.environ["TAVROGEN"], *"-c samba -c proftpd -c atalk -c syslog -c nfs".split())
+    assert done.returncode == 0, done.stdout
+    for name in WRITTEN:
+        (ETC / name).parent.mkdir(exist_ok=True)
+        shutil.copyfile(ROOT / "etc" / name, ETC / name)
+
+
+def make_accounts():
+    """Makes the people and groups of the example; a password is the name and "-secret"."""
+    groups = (EXAMPLE / "etc/group").read_text()
+    taken = {field for line in groups.splitlines() for field in line.split(":")[0:3:2]}
+    groups += "".join(line for line in (ETC / "group").read_text().splitlines(True)
+                      if not taken & set(line.split(":")[0:3:2]))
+    (ETC / "group").write_text(groups)
+    with open(ETC / "passwd", "a") as passwd, open(ETC / "shadow", "a") as shadow:
+        for number, name in enumerate(["admin", "guest", *PEOPLE], 2001):
+            passwd.write(f"{name}:x:{number}:100::/mnt:/bin/sh\n")
+            shadow.write(f"{name}:*:19000:0:99999:7:::\n")
+    (ETC / "ftpusers").unlink(missing_ok=True)
+    passwords = "".join(f"{name}:{name}-secret\n" for name in ["root", "admin", "guest", *PEOPLE])
+    run("chpasswd", "--crypt-method", "SHA256", input=passwords).check_returncode()
+
+
+def make_samba_accounts():
+    """Makes the same people known to Samba, all but guest."""
+    (ETC / "samba/lock").mkdir(exist_ok=True)
+    (ETC / "samba/smbusers").touch()
+    for name in ["admin", *PEOPLE]:
+        run("smbpasswd", "-s", "-a", name, input=f"{name}-secret\n" * 2).check_returncode()
+
+
+def make_folders():
+    """Makes the volumes, free for all: rights are the services' business. Each folder holds a
+    file `marker`."""
+    shutil.copytree(EXAMPLE / "mnt", MNT, dirs_exist_ok=True)
+    (MNT / "array1/mixed").mkdir()
+    for folder in MNT.rglob("*/"):
+        folder.chmod(0o777)
+        (folder / "marker").write_text("kept")
+        (folder / "marker").chmod(0o666)
+
+
+def answers(port):
+    with contextlib.closing(socket.socket()) as client:
+        return client.connect_ex(("127.0.0.1", port)) == 0
+
+
+def wait_until(condition):
+    patience = time.monotonic() + 30
+    while not condition():
+        assert time.monotonic() < patience, "waited in vain"
+        time.sleep(0.05)
+
+
+@contextlib.contextmanager
+def service(*command, ready):
+    """Runs a service in the foreground, from the moment that ready() is true, and ends it.
+
+    It gets a session of its own: smbd, once ended, signals its whole process group.
+    """
+    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                          start_new_session=True) as process:
+        try:
+            wait_until(lambda: ready() or process.poll() is not None)
+            assert process.poll() is None, f"{command[0]} ended by itself"
+            yield
+        finally:
+            process.terminate()
