@@ -2,6 +2,7 @@
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
 #include "conf/text.h"
+#include "conf/vantor_bin.h"
 #include "include/code_page.h"
 #include "include/debug.h"
 
@@ -146,6 +147,7 @@ static void load_usb_disks(SYS_INFO* info) {
 
 int load_info(SYS_INFO* info) {
     *info = {};
+    const settings_keeper keeper;
     // Kept: one area for all values that are compared. A missing key leaves the value before it
     // in place, and the decision is made on that.
     char value[256] = "";

@@ -2,6 +2,7 @@
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
 #include "conf/record_chain.h"
+#include "conf/vantor_bin.h"
 #include "include/debug.h"
 
 #include <stddef.h>
@@ -9,6 +10,7 @@
 int load_iscsi_info(ISCSI_INFO* info) {
     static constexpr char file[] = "/etc/korvel/iscsi_info";
     *info = {};
+    const settings_keeper keeper;
     LoadConfFileString(file, "iscsi_service", info->iscsi_service);
     LoadConfFileString(file, "iscsi_IncomingUser_name", info->iscsi_IncomingUser_name);
     LoadConfFileString(file, "iscsi_IncomingUser_password", info->iscsi_IncomingUser_password);
@@ -82,6 +84,7 @@ void load_disk(const char* file, int number, ISCSI_DISKS* disk) {
 
 int load_iscsi_disks(ISCSI_DISKS* head) {
     *head = {};
+    const settings_keeper keeper;
     ISCSI_DISKS* disk = nullptr;
     for (int file_number = 1; file_number <= 10; ++file_number) {
         char file[64];

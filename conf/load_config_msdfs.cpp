@@ -3,6 +3,7 @@
 #include "conf/load_config.h"
 #include "conf/record_chain.h"
 #include "conf/text.h"
+#include "conf/vantor_bin.h"
 #include "include/debug.h"
 
 static constexpr char msdfs_file[] = "/etc/korvel/msdfs";
@@ -54,6 +55,7 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
     msdfs->links = allocate<MSDFS_LINK>("link");
     if (msdfs->links == nullptr)
         return -1;
+    const settings_keeper keeper;
     msdfs->enabled = load_switch("msdfs_function", "MSDFS is enable", "MSDFS is disable");
     msdfs->root_as_link = load_switch("msdfs_root_as_link", "MSDFS root is same as MSDFS link",
                                       "MSDFS root is different from MSDFS link");

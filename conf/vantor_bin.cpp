@@ -32,23 +32,71 @@ class Descriptor {
     int number_;
 };
 
-// Reads a file byte by byte, without the heap.
+// The settings file that is kept (settings_keeper).
+struct {
+    int keepers = 0;
+    char path[64] = "";  // the last file looked at
+    bool whole = false;  // it has fitted in; an unreadable file counts as empty
+    size_t size = 0;
+    char content[65536];
+} kept;
+
+// Reads a file from its start until the area is full. Returns the bytes read, or -1.
+ssize_t read_start(int file, char* area, size_t size) {
+    size_t used = 0;
+    ssize_t got = 1;
+    while (got > 0 && used < size) {
+        got = read(file, area + used, size - used);
+        used += got > 0 ? static_cast<size_t>(got) : 0;
+    }
+    return got < 0 ? got : static_cast<ssize_t>(used);
+}
+
+// True when the file is kept, from now on at the latest.
+bool is_kept(const char* path) {
+    if (kept.keepers == 0 || strlen(path) >= sizeof kept.path)
+        return false;
+    if (strcmp(path, kept.path) != 0) {
+        strcpy(kept.path, path);
+        const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        const ssize_t size = read_start(file, kept.content, sizeof kept.content);
+        kept.size = size > 0 ? static_cast<size_t>(size) : 0;
+        kept.whole = kept.size < sizeof kept.content;
+    }
+    return kept.whole;
+}
+
+// Reads a settings file byte by byte, without the heap.
 class ByteReader {
   public:
-    explicit ByteReader(const char* path) : file_(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
+    explicit ByteReader(const char* path) {
+        if (is_kept(path)) {
+            bytes_ = kept.content;
+            end_ = kept.size;
+        } else {
+            file_ = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        }
+    }
+
+    ~ByteReader() {
+        if (file_ != -1)
+            close(file_);
+    }
+    ByteReader(const ByteReader&) = delete;
+    ByteReader& operator=(const ByteReader&) = delete;
 
     // The next byte; EOF at the end of the file and when it cannot be read.
     int peek() {
         if (at_ == end_ && !fill())
             return EOF;
-        return static_cast<unsigned char>(chunk_[at_]);
+        return static_cast<unsigned char>(bytes_[at_]);
     }
 
     void advance() { ++at_; }
 
     // True when it is known already that the byte so far ahead is another one.
     bool rules_out(char byte, size_t ahead) const {
-        return end_ - at_ > ahead && chunk_[at_ + ahead] != byte;
+        return end_ - at_ > ahead && bytes_[at_ + ahead] != byte;
     }
 
     // Moves behind a text that comes next; stops where another byte comes, and gives false.
@@ -63,9 +111,9 @@ class ByteReader {
     // Moves behind the next newline; false when there is none.
     bool pass_line() {
         do {
-            const void* newline = memchr(chunk_ + at_, '\n', end_ - at_);
+            const void* newline = memchr(bytes_ + at_, '\n', end_ - at_);
             if (newline != nullptr) {
-                at_ = static_cast<size_t>(static_cast<const char*>(newline) - chunk_) + 1;
+                at_ = static_cast<size_t>(static_cast<const char*>(newline) - bytes_) + 1;
                 return true;
             }
         } while (fill());
@@ -76,18 +124,21 @@ class ByteReader {
 
   private:
     bool fill() {
-        const ssize_t got = file_ == -1 ? -1 : read(file_, chunk_, sizeof chunk_);
+        at_ = end_ = 0;
+        if (file_ == -1)
+            return false;
+        const ssize_t got = read(file_, chunk_, sizeof chunk_);
         failed_ = got < 0;
-        at_ = 0;
         end_ = got > 0 ? static_cast<size_t>(got) : 0;
         return got > 0;
     }
 
-    Descriptor file_;
+    int file_ = -1;
     bool failed_ = false;
+    char chunk_[4096];
+    const char* bytes_ = chunk_;
     size_t at_ = 0;
     size_t end_ = 0;
-    char chunk_[4096];
 };
 
 bool is_key(const char* key) {
@@ -107,6 +158,15 @@ bool copy_line(ByteReader& bytes, char* line, int size) {
 }
 
 }  // namespace
+
+settings_keeper::settings_keeper() {
+    if (kept.keepers++ == 0)
+        kept.path[0] = '\0';
+}
+
+settings_keeper::~settings_keeper() {
+    --kept.keepers;
+}
 
 int get_StringbyKey(const char* path, const char* key, char* value, int size) {
     if (!is_key(key) || size <= 0)

@@ -14,6 +14,17 @@
 // once, front to back, up to the key, and allocates nothing.
 int get_StringbyKey(const char* path, const char* key, char* value, int size);
 
+// While one is in scope, the lookups keep the settings file that they have read last, where it has
+// less than 64 KiB, and read it no more: for a loader that asks for many keys in a row. What
+// others change in the file meanwhile is not seen.
+class settings_keeper {
+  public:
+    settings_keeper();
+    ~settings_keeper();
+    settings_keeper(const settings_keeper&) = delete;
+    settings_keeper& operator=(const settings_keeper&) = delete;
+};
+
 // Stores `value` under `key` in the settings file `path`: in the first line of that key, else in
 // a new last line; a file that is not there is created, for its owner alone. All other lines keep
 // their bytes. The file is replaced in one step, with its mode and owner, through a synced
