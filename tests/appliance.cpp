@@ -87,8 +87,6 @@ std::string Appliance::read(const std::string& path) const {
 void Appliance::expect_files(const std::string& name) const {
     const fs::path folder = fs::path(SOURCE_FOLDER) / "tests/expected" / name;
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file())
-            continue;
         const std::string path = "/" + entry.path().lexically_relative(folder).string();
         EXPECT_EQ(slurp(entry), read(path)) << name << path;
     }
@@ -98,11 +96,12 @@ std::string Share::line() const {
     const std::string flag = std::to_string(served);
     return name + "<>" + volume + "<>Folder<>" + rw_users + "<>" + rw_groups + "<>" + ro_users +
            "<>" + ro_groups + "<>" + flag + "<>" + flag + "<>" + flag + "<>0<><>" +
-           std::to_string(read_only) + "<>" + std::to_string(trashbox) + "<>0<>0\n";
+           std::to_string(read_only) + "<>0<>0<>0\n";
 }
 
-std::string open_share(const std::string& name, int read_only, int served, int trashbox) {
-    return Share{name, "all", "all", "all", "all", read_only, served, trashbox}.line();
+std::string open_share(const std::string& name, int read_only, int served,
+                       const std::string& volume) {
+    return Share{name, "all", "all", "all", "all", read_only, served, volume}.line();
 }
 
 std::string expected(const std::string& name) {

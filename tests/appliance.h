@@ -9,8 +9,7 @@
 // What a run has left behind. A program that was killed has a status above 128.
 struct Outcome {
     int status;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 // A root directory of its own under the temporary directory: at first a copy of tests/appliance,
@@ -45,20 +44,14 @@ class Appliance {
     void expect_files(const std::string& name) const;
 
   private:
-    std::filesystem::path folder_;
-    std::filesystem::path root_;
+    std::filesystem::path folder_, root_;
 };
 
 // One line of a share list; by default a share that nobody may use, served by every service.
 struct Share {
     std::string name;
-    std::string rw_users = "";
-    std::string rw_groups = "";
-    std::string ro_users = "";
-    std::string ro_groups = "";
-    int read_only = 0;
-    int served = 1;
-    int trashbox = 0;
+    std::string rw_users = "", rw_groups = "", ro_users = "", ro_groups = "";
+    int read_only = 0, served = 1;
     std::string volume = "array1";
 
     std::string line() const;
@@ -66,7 +59,7 @@ struct Share {
 
 // The line of a share that is open to everyone.
 std::string open_share(const std::string& name, int read_only = 0, int served = 1,
-                       int trashbox = 0);
+                       const std::string& volume = "array1");
 
 // The bytes of a file under tests/expected.
 std::string expected(const std::string& name);

@@ -42,13 +42,11 @@ TEST(Command, AnswersAndLeavesTheStatusOfItsLastAction) {
         {"-m eth9", 255, "MACADRS_eth9=error\n"},
         {"-m eth0:tail", 0, "02:00:5E:10:00:AB\n"},  // a label, as the kernel has it
         {"-m eth0:a-longer-tail", 255, "MACADRS_eth0:a-longer-tail=error\n"},
-        {"-m eth0 -i eth9", 255, "02:00:5E:10:00:AB\nIPADDRS_eth9=error\n"},
         {"-m eth0 -c foo -v -d 0", 0, "02:00:5E:10:00:AB\noptarg:foo\n" + help},
         {"-c syslog -c nfs", 0, syslog + nfs, "cannnot open /etc/syslog.conf\n"},
         {"-c nfs -c syslog", 255, nfs + syslog, "cannnot open /etc/syslog.conf\n"},
-        {"-c nfs -d 1", 0, nfs},
         {"-d -1 -c nfs", 0, "optarg:nfs\n"},
-        {"-d 1x -d x -c nfs", 0, nfs},
+        {"-d 1x -d x -c nfs -d 1", 0, nfs},
     };
     for (const auto& row : rows) {
         const Outcome run = appliance.run(row.arguments);
