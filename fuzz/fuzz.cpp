@@ -1,24 +1,25 @@
 // The fuzzers of all that reads text from outside: `fuzz TARGET [libFuzzer option...] CORPUS`.
 #include "conf/list_words.h"
 #include "conf/load_config.h"
-#include "conf/number.h"
+#include "conf/text.h"
 #include "conf/owners.h"
 #include "conf/vantor_bin.h"
-#include "fuzz/private_root.h"
 #include "include/debug.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
 #include "writers/writers.h"
 
 #include <algorithm>
-#include <fcntl.h>
+#include <fstream>
+#include <sched.h>
 #include <string.h>
 #include <string>
 #include <string_view>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using std::string;
-using std::string_view;
 
 // What must hold of a result, beyond what the sanitizers watch.
 static void expect(bool holds) {
@@ -27,34 +28,23 @@ static void expect(bool holds) {
 }
 
 // The part of an input up to a separator, taken off its front.
-static string_view take_part(string_view* input) {
+static string take_part(string* input) {
     const size_t end = std::min(input->find('\x1c'), input->size());
-    const string_view part = input->substr(0, end);
-    input->remove_prefix(std::min(end + 1, input->size()));
+    const string part = input->substr(0, end);
+    input->erase(0, end + 1);
     return part;
 }
 
-static string take_text(string_view* input) {
-    return string(take_part(input)).c_str();
+static string take_text(string* input) {
+    return take_part(input).c_str();
 }
 
-static void store(const char* path, string_view content) {
-    const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    expect(write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size()));
-    close(file);
+static void store(const string& path, const string& content) {
+    std::ofstream file(path);
+    expect(file && (file << content).flush());
 }
 
-static string contents(const char* path) {
-    string text;
-    char chunk[4096];
-    const int file = open(path, O_RDONLY);
-    for (ssize_t got = 0; (got = read(file, chunk, sizeof chunk)) > 0;)
-        text.append(chunk, static_cast<size_t>(got));
-    close(file);
-    return text;
-}
-
-static void tokenizer(string_view input) {
+static void tokenizer(string input) {
     const string line = take_text(&input);
     const Text area(str_duplicate(line.c_str()));  // of the exact size: its end is guarded
     const char* const end = area.get() + line.size();
@@ -63,38 +53,23 @@ static void tokenizer(string_view input) {
         char* whole = nullptr;
         next = get_words_with_allocate(at, &whole);
         expect(get_words(at, field, sizeof field) == next);
-        expect(next == at + strcspn(at, "<>") + 2 && string_view(at, next - 2) == whole);
-        expect(string_view(whole).substr(0, 7) == field);
+        expect(next == at + strcspn(at, "<>") + 2 && string(at, next - 2) == whole);
+        expect(string(whole).substr(0, 7) == field);
         free(whole);
     }
 }
 
-static void replacing(const string& text, const string& pattern, const string& replacement) {
-    string expected;
-    size_t from = 0;
-    if (pattern.starts_with('^'))
-        expected = replacement;
-    else if (!pattern.empty())
-        for (size_t match = 0; (match = text.find(pattern, from)) != text.npos;
-             from = match + pattern.size())
-            expected += text.substr(from, match - from) + replacement;
-    expected += text.substr(from);
-    const auto area = std::make_unique<char[]>(std::max(expected.size(), text.size()) + 1);
-    strcpy(area.get(), text.c_str());
-    str_replace(area.get(), pattern.c_str(), replacement.c_str());
-    expect(expected == area.get());
-}
-
-static void strings(string_view input) {
+static void strings(string input) {
     const int number = to_int(take_text(&input).c_str());
     const string text = take_text(&input);
     const string pattern = take_text(&input);
-    replacing(text, pattern, take_text(&input));
-
-    const Text cut(str_duplicate(text.c_str()));
-    str_cut_sjis(cut.get(), number);
-    const size_t length = number < 0 ? text.size() : static_cast<size_t>(number);
-    expect(strlen(cut.get()) == std::min(length, text.size()));
+    const string replacement = take_text(&input);
+    string area = text + string((text.size() + 1) * replacement.size(), '\0');
+    str_replace(area.data(), pattern.c_str(), replacement.c_str());
+    area = text;
+    str_cut_sjis(area.data(), number);
+    const auto length = static_cast<size_t>(number);
+    expect(number < 0 || strlen(area.c_str()) == std::min(length, text.size()));
 
     char* list = str_duplicate(text.c_str());
     VntSambaFormatShaper(&list, number & 1);
@@ -104,56 +79,42 @@ static void strings(string_view input) {
     free(list);
 }
 
-static constexpr char settings[] = "/etc/korvel/info";
-
-// Where the value of a key begins, read in the plainest way; npos: there is none.
-static size_t value_of(const string& key, const string& file) {
-    const size_t at = ("\n" + file).find("\n" + key + "=");
-    return key.find_first_of("=\n") != key.npos || at == file.npos ? file.npos
-                                                                   : at + key.size() + 1;
-}
-
-static void expect_lookup(const string& key, const string& file) {
-    char read[32];
-    const size_t at = value_of(key, file);
-    expect(get_StringbyKey(settings, key.c_str(), read, sizeof read) == (at != file.npos));
-    if (at == file.npos)
-        return;
-    const string value = file.substr(at, file.find('\n', at) - at).substr(0, sizeof read - 1);
-    expect(memcmp(read, value.c_str(), value.size() + 1) == 0);
-}
-
-static void expect_search(const string& text, string_view file) {
-    char line[32];
-    const char* found = nullptr;
-    string whole;
-    while (found == nullptr && !file.empty()) {
-        whole = file.substr(0, file.find('\n'));
-        file.remove_prefix(std::min(whole.size() + 1, file.size()));
-        found = strstr(whole.c_str(), text.c_str());
-    }
-    expect(grep_file(settings, text.c_str(), line, sizeof line) == (found != nullptr));
-    expect(found == nullptr || string(whole.c_str()).substr(0, sizeof line - 1) == line);
-}
-
-static void keys(string_view input) {
+// The settings library, against the plainest reading of a file.
+static void keys(string input) {
+    static constexpr char path[] = "/etc/korvel/info";
     const string key = take_text(&input);
     const string value = take_text(&input);
-    string file(input);
-    store(settings, file);
-    expect_lookup(key, file);
-    expect_search(value, file);
-    if (set_StringbyKey(settings, key.c_str(), value.c_str()) != 0) {
-        expect(key.find_first_of("=\n") != key.npos || value.find('\n') != value.npos);
-    } else if (const size_t at = value_of(key, file); at != file.npos) {
-        file.replace(at, file.find('\n', at) - at, value);
-        if (at + value.size() == file.size())
-            file += '\n';
-    } else {
-        file += (file.empty() || file.ends_with('\n') ? "" : "\n") + key + "=" + value + "\n";
+    store(path, input);
+
+    char found[32];
+    const size_t at = ("\n" + input).find("\n" + key + "=");
+    const bool is_there = at != input.npos && key.find_first_of("=\n") == key.npos;
+    const string rest = is_there ? input.substr(at + key.size() + 1) : "";
+    const string shown = rest.substr(0, std::min<size_t>(rest.find('\n'), sizeof found - 1));
+    const auto expect_value = [&] {
+        expect(get_StringbyKey(path, key.c_str(), found, sizeof found) == is_there);
+        expect(!is_there || memcmp(found, shown.c_str(), shown.size() + 1) == 0);
+    };
+    expect_value();
+    {
+        const settings_keeper keeper;
+        expect_value();
+        expect_value();
     }
-    expect(contents(settings) == file);
-    expect_lookup(key, file);
+
+    const char* match = nullptr;
+    string line;
+    while (match == nullptr && !input.empty()) {
+        line = input.substr(0, input.find('\n'));
+        input.erase(0, line.size() + 1);
+        match = strstr(line.c_str(), value.c_str());
+    }
+    expect(grep_file(path, value.c_str(), found, sizeof found) == (match != nullptr));
+    expect(match == nullptr || strncmp(line.c_str(), found, sizeof found - 1) == 0);
+
+    if (set_StringbyKey(path, key.c_str(), value.c_str()) == 0)
+        expect(get_StringbyKey(path, key.c_str(), found, sizeof found) &&
+               value.substr(0, sizeof found - 1) == found);
 }
 
 template <class Record, auto load, auto close_list>
@@ -186,20 +147,19 @@ static void msdfs() {
     close_msdfsinfo(&record);
 }
 
-static void iscsi_disks() {
+static void iscsi() {
     ISCSI_INFO record;
     ISCSI_DISKS head;
-    load_iscsi_info(&record);
-    expect(load_iscsi_disks(&head) == 1);
+    expect(load_iscsi_info(&record) == 0 && load_iscsi_disks(&head) == 1);
     close_iscsi_disks(&head);
 }
 
-static void nfs_info() {
+static void nfs() {
     NFS_INFO record;
-    load_nfs_info(&record);
+    expect(load_nfs_info(&record) == 0);
 }
 
-static void mounts() {
+static void mount_probe() {
     int type = 0;
     isMounted("/mnt/usbdisk1", &type);
     expect(type >= 0 && type <= 7);
@@ -209,80 +169,85 @@ static constexpr const char* appliance[] = {
 #include "fuzz/appliance_files.inc"
 };
 
-// One fuzzer: of text in memory, of a loader (an input is each of the files that it loads), or of
-// a writer (an input is all files of an appliance, and `files` are written).
-struct target {
+static string name;  // of the target
+
+// The input is the file that has the name of the target.
+template <auto load>
+static void loader(string input) {
+    for (const string path : appliance)
+        if (path.ends_with("/" + name))
+            store(path, input);
+    load();
+}
+
+// The input is all files of an appliance.
+template <auto make>
+static void writer(string input) {
+    for (const char* path : appliance)
+        store(path, take_part(&input));
+    expect(make() == 0);
+}
+
+static constexpr struct {
     const char* name;
-    void (*run)(string_view);
-    void (*load)();
-    int (*make)();
-    const char* files[3];
+    void (*run)(string input);
+} targets[] = {
+    {"tokenizer", tokenizer},
+    {"strings", strings},
+    {"keys", keys},
+    {"shareinfo", loader<list<SHARE_INFO, load_shareinfo, close_shareinfo>>},
+    {"offlinefile", loader<list<OFFLINE, load_offlinefile, close_offlinefile>>},
+    {"shareinfo.hidden", loader<list<SHARE_HIDDEN, load_shareinfo_hidden, close_shareinfo_hidden>>},
+    {"shareinfo.vfs", loader<list<SHARE_VFS, load_shareinfo_vfs, close_shareinfo_vfs>>},
+    {"group", loader<groups>},
+    {"info", loader<info>},
+    {"diskinfo", loader<info>},
+    {"msdfs", loader<msdfs>},
+    {"iscsi_info", loader<iscsi>},
+    {"iscsi_disks1", loader<iscsi>},
+    {"nfs_info", loader<nfs>},
+    {"mounts", loader<mount_probe>},
+    {"samba", writer<make_samba_conf>},
+    {"proftpd", writer<make_proftpd_conf>},
+    {"atalk", writer<make_atalk_conf>},
+    {"syslog", writer<make_syslog_conf>},
+    {"iscsi", writer<make_iscsi_conf>},
+    {"nfs", writer<make_nfs_exports>},
 };
 
-static constexpr target targets[] = {
-    {"tokenizer", tokenizer, nullptr, nullptr, {}},
-    {"strings", strings, nullptr, nullptr, {}},
-    {"keys", keys, nullptr, nullptr, {}},
-    {"shareinfo",
-     nullptr,
-     list<SHARE_INFO, load_shareinfo, close_shareinfo>,
-     nullptr,
-     {"/etc/korvel/shareinfo"}},
-    {"offlinefile",
-     nullptr,
-     list<OFFLINE, load_offlinefile, close_offlinefile>,
-     nullptr,
-     {"/etc/korvel/offlinefile"}},
-    {"shareinfo.hidden",
-     nullptr,
-     list<SHARE_HIDDEN, load_shareinfo_hidden, close_shareinfo_hidden>,
-     nullptr,
-     {"/etc/korvel/shareinfo.hidden"}},
-    {"shareinfo.vfs",
-     nullptr,
-     list<SHARE_VFS, load_shareinfo_vfs, close_shareinfo_vfs>,
-     nullptr,
-     {"/etc/korvel/shareinfo.vfs"}},
-    {"group", nullptr, groups, nullptr, {"/etc/group"}},
-    {"info", nullptr, info, nullptr, {"/etc/korvel/info", "/etc/korvel/diskinfo"}},
-    {"msdfs", nullptr, msdfs, nullptr, {"/etc/korvel/msdfs"}},
-    {"nfs_info", nullptr, nfs_info, nullptr, {"/etc/korvel/nfs_info"}},
-    {"iscsi_disks1",
-     nullptr,
-     iscsi_disks,
-     nullptr,
-     {"/etc/korvel/iscsi_info", "/etc/korvel/iscsi_disks1", "/etc/korvel/iscsi_disks2"}},
-    {"mounts", nullptr, mounts, nullptr, {"/proc/mounts"}},
-    {"samba", nullptr, nullptr, make_samba_conf, {"/etc/samba/smb.conf", "/etc/pam_smb.conf"}},
-    {"proftpd",
-     nullptr,
-     nullptr,
-     make_proftpd_conf,
-     {"/etc/proftpd/proftpd.conf", "/etc/pam.d/ftp"}},
-    {"atalk",
-     nullptr,
-     nullptr,
-     make_atalk_conf,
-     {"/etc/atalk/AppleVolumes.default", "/etc/pam.d/netatalk", "/etc/atalk/afpd.conf"}},
-    {"syslog", nullptr, nullptr, make_syslog_conf, {"/etc/syslog.conf"}},
-    {"iscsi",
-     nullptr,
-     nullptr,
-     make_iscsi_conf,
-     {"/etc/ietd.conf", "/etc/initiators.allow", "/etc/initiators.deny"}},
-    {"nfs", nullptr, nullptr, make_nfs_exports, {"/etc/exports"}},
-};
+// Gives this process /etc, /tmp and /proc/mounts of its own, empty: the product writes there.
+static void enter_private_root() {
+    const string user = std::to_string(geteuid());
+    const string group = std::to_string(getegid());
+    const bool is_root = user == "0";
+    expect(unshare(is_root ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) == 0);
+    if (!is_root) {
+        store("/proc/self/setgroups", "deny");
+        store("/proc/self/uid_map", "0 " + user + " 1");
+        store("/proc/self/gid_map", "0 " + group + " 1");
+    }
+    expect(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0);
+    for (const char* folder : {"/etc", "/tmp"})
+        expect(mount("tmpfs", folder, "tmpfs", 0, nullptr) == 0);
+    for (const char* folder : {"korvel", "samba", "proftpd", "atalk", "pam.d"})
+        expect(mkdir((string("/etc/") + folder).c_str(), 0777) == 0);
+    store("/etc/mounts", "");
+    expect(mount("/etc/mounts", "/proc/self/mounts", nullptr, MS_BIND, nullptr) == 0);
+    for (const char* path : appliance)
+        store(path, "");
+}
 
-static const target* chosen = nullptr;
+static void (*run)(string) = nullptr;
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-    for (const target& row : targets)
-        if (*argc > 1 && strcmp((*argv)[1], row.name) == 0)
-            chosen = &row;
-    if (chosen == nullptr) {
-        for (const target& row : targets)
-            puts(row.name);
-        exit(*argc > 1);
+    name = *argc > 1 ? (*argv)[1] : "";
+    for (const auto& target : targets)
+        if (name == target.name)
+            run = target.run;
+    if (run == nullptr) {
+        for (const auto& target : targets)
+            puts(target.name);
+        exit(!name.empty());
     }
     (*argv)[1] = (*argv)[0];
     ++*argv;
@@ -292,23 +257,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-    string_view input(reinterpret_cast<const char*>(data), size);
     debug = size % 2 == 0 ? 0 : 11;  // also with every trace
-    if (chosen->run != nullptr) {
-        chosen->run(input);
-    } else if (chosen->load != nullptr) {
-        for (const char* path : chosen->files)
-            if (path != nullptr)
-                store(path, input);
-        chosen->load();
-    } else {
-        for (const char* path : appliance)
-            store(path, take_part(&input));
-        expect(chosen->make() == 0);
-        for (const char* path : chosen->files) {
-            const string text = path != nullptr ? contents(path) : "";
-            expect(text.empty() || text.ends_with('\n'));
-        }
-    }
+    run(string(reinterpret_cast<const char*>(data), size));
     return 0;
 }
