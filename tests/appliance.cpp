@@ -67,8 +67,7 @@ void Appliance::change(const std::string& file, const std::string& settings) {
 }
 
 Outcome Appliance::run(const std::string& arguments, bool output) {
-    const fs::path out = folder_ / "out";
-    const fs::path err = folder_ / "err";
+    const fs::path out = folder_ / "out", err = folder_ / "err";
     const std::string command = SOURCE_FOLDER "/scripts/sandbox --host " + host +
                                 (eth0.empty() ? "" : " --eth0 " + eth0) + " " +
                                 environment("TAVROGEN_SANDBOX_OPTIONS", SANDBOX_OPTIONS) + " " +

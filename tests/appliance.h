@@ -19,8 +19,7 @@ class Appliance {
   public:
     explicit Appliance(std::initializer_list<const char*> models = {"tests/appliance"});
     ~Appliance();
-    Appliance(const Appliance&) = delete;
-    Appliance& operator=(const Appliance&) = delete;
+    Appliance(Appliance&&) = delete;
 
     std::string host = "appliance";
     std::string eth0;  // "MAC,ADDRESS/LENGTH"; empty: there is none

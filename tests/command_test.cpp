@@ -29,16 +29,13 @@ TEST(Command, AnswersAndLeavesTheStatusOfItsLastAction) {
     } rows[] = {
         {"", 255, usage},
         {"-v", 255, help},
-        {"-k -s -u -p x", 255, help + help + help + help},
+        {"-k -d 2 -s -u -p x", 255, help + help + help + help},
         {"-x", 255, help, "tavrogen: invalid option -- 'x'\n"},
         {"-c", 255, help, "tavrogen: option requires an argument -- 'c'\n"},
-        {"-d 2", 255, ""},
-        {"-c foo", 255, "optarg:foo\n"},
         {"-c nfsx -c NFS", 255, "optarg:nfsx\noptarg:NFS\n"},
         {"-i eth0", 0, "192.0.2.10\n"},
         {"-m eth0", 0, "02:00:5E:10:00:AB\n"},
         {"-i lo", 255, "IPADDRS_lo=error\n"},
-        {"-m lo", 0, "00:00:00:00:00:00\n"},
         {"-m eth9", 255, "MACADRS_eth9=error\n"},
         {"-m eth0:tail", 0, "02:00:5E:10:00:AB\n"},  // a label, as the kernel has it
         {"-m eth0:a-longer-tail", 255, "MACADRS_eth0:a-longer-tail=error\n"},
@@ -90,12 +87,10 @@ TEST(Listing, ShowsTheFoldersUnderADirectoryAndThenTheDirectory) {
         {"-b /mnt/a", 0, "\t/mnt/a\n\t/mnt/a/b\n\t/mnt/a/c\n\t/mnt/a/link\n\t/mnt/a/spools\n"},
         {"-b /mnt/", 0, "\t/mnt/\n\t/mnt//a\n\t/mnt//empty\n"},
         {"-b /mnt/none", 255, "", "cannot open directory: /mnt/none\n"},
-        {"-b /mnt/a/file", 255, "", "cannot open directory: /mnt/a/file\n"},
         // The working directory has changed when the second pass opens a relative path.
         {"-b mnt", 0, "\tmnt\n\tmnt/a\n\tmnt/empty\n",
          "cannot open 2nd directory: mnt/a\ncannot open 2nd directory: mnt/empty\n"},
-        {"-b /mnt/a -b ../empty", 0,
-         "\t../empty\n\t/mnt/a\n\t/mnt/a/b\n\t/mnt/a/c\n\t/mnt/a/link\n\t/mnt/a/spools\n"},
+        {"-b /mnt -b empty", 0, "\t/mnt\n\t/mnt/a\n\t/mnt/empty\n\tempty\n"},
         {"-d 1 -b /mnt", 0,
          "\t/mnt\n\t/mnt/a\n\t/mnt/empty\ndir_use in sub_du: found 2 directories.\n"
          "dir_use in sub_du: found a.\ndir_use in sub_du: found empty.\n"
