@@ -69,6 +69,7 @@ bool is_kept(const char* path) {
 // Reads a settings file byte by byte, without the heap.
 class ByteReader {
   public:
+    // cppcheck-suppress uninitMemberVar // the chunk is filled before it is read
     explicit ByteReader(const char* path) {
         if (is_kept(path)) {
             bytes_ = kept.content;
