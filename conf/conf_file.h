@@ -10,7 +10,7 @@
 // Reads a text, cut to `size` - 1 bytes.
 int LoadConfFileString(const char* file, const char* key, char* value, int size);
 
-// Reads a decimal number (conf/text.h).
+// Reads a decimal number (conf/text.h), from at most 127 bytes.
 int LoadConfFileInt(const char* file, const char* key, int* value);
 
 // Reads the low 8 bits of a decimal number.

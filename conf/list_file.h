@@ -8,13 +8,15 @@
 #include <string.h>
 
 // A line area holds lines of up to `line_size` - 1 bytes and, behind them, `line_spare` zero bytes
-// for a cursor that has moved on by two for each field that a line lacks (conf/list_words.h): 16
-// in a share list, the longest record.
+// for a cursor that has moved on by two for each field that a line lacks (conf/list_words.h).
+// A record of more fields raises the number.
 inline constexpr int line_size = 40000;
-inline constexpr int line_spare = 2 * 16;
+inline constexpr int most_fields = 16;  // of a share
+inline constexpr int line_spare = 2 * most_fields;
 
 // Reads lines as fgets does into an area of `size` bytes and `line_spare` more, given zeroed.
-// Every byte beyond a line reads as zero: what the last line used is zeroed before the next one.
+// Every byte beyond what fgets has read is zero: what the last line used is zeroed before the next
+// one. Behind a NUL in a line, the rest of the line stands.
 class LineReader {
   public:
     LineReader(FILE* stream, char* area, int size) : stream_(stream), area_(area), size_(size) {}

@@ -14,8 +14,9 @@
 #include "include/share_lists.h"
 #include "include/sys_info.h"
 
-// Reads a share list. Returns the number of lines, each of which is one record; or -1 when the
-// file cannot be opened or memory runs out. A head that no line has filled is all zero.
+// Reads a share list. Returns the number of lines, each of which is one record (a line of more than
+// 39,999 bytes is several), fewer when the memory for an access list runs out; or -1 when the file
+// cannot be opened or the memory for a record runs out. A head that no line has filled is all zero.
 int load_shareinfo_file(const char* path, SHARE_INFO* head);
 int load_shareinfo(SHARE_INFO* head);     // /etc/korvel/shareinfo
 int load_usbshareinfo(SHARE_INFO* head);  // /etc/korvel/usbshareinfo
@@ -42,8 +43,9 @@ int load_diskinfo_array(SYS_INFO* info, int index);
 int load_msdfsinfo(MSDFS_INFO* msdfs);
 void close_msdfsinfo(MSDFS_INFO* msdfs);
 
-// Reads /etc/group into a chain on `head` and stores the number of accepted lines in `count`. Returns 0; or -1 when the file cannot be opened (head and count are
-// as they were) or memory runs out.
+// Reads /etc/group into a chain on `head` and stores the number of accepted lines in `count`.
+// Returns 0; or -1 when the file cannot be opened (head and count are as they were) or memory
+// runs out (with the groups read so far): zero the head first, since it is released all the same.
 int load_groupinfo(GROUP_INFO* head, int* count);
 void close_groupinfo(GROUP_INFO* head);
 

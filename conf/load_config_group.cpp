@@ -2,9 +2,11 @@
 #include "conf/list_file.h"
 #include "conf/load_config.h"
 
+#include <stdlib.h>
 #include <string.h>
 
-// Copies the bytes from `text` to `end` into an area of `size` bytes, cut to fit.
+// Copies the bytes from `text` to `end` into a zeroed area of `size` bytes, cut to leave the last
+// one zero.
 static void copy_cut(char* area, size_t size, const char* text, const char* end) {
     const size_t length = static_cast<size_t>(end - text);
     memcpy(area, text, length < size ? length : size - 1);
@@ -30,7 +32,7 @@ static parsed parse_group(const char* line, GROUP_INFO* group) {
     return parsed::accepted;
 }
 
-// Empties a record, its place in the chain kept.
+// Empties the last record of a chain; its link to the one before it stays.
 static void clear_group(GROUP_INFO* group) {
     GROUP_INFO* previous = group->prev;
     free(group->GroupUser);

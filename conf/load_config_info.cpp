@@ -81,14 +81,11 @@ static void set_forward_items(SYS_INFO* info, const char* items) {
     if (!is_set(items))
         return;
     trace(1, "load_info in load_config: syslog_forward_item is %s.\n", items);
-    int remaining = static_cast<int>(strlen(items));
-    while (remaining >= 0) {
-        int length = static_cast<int>(strcspn(items, "<"));
-        if (length == 0)
-            length = remaining;  // Kept: an empty item takes all that follows with it.
-        set_forward_item(info, items);
-        items += length + 2;
-        remaining -= length + 2;
+    const int end = static_cast<int>(strlen(items));
+    for (int at = 0; at <= end;) {
+        const int length = static_cast<int>(strcspn(items + at, "<"));
+        set_forward_item(info, items + at);
+        at += (length != 0 ? length : end - at) + 2;  // Kept: an empty item takes the rest with it.
     }
 }
 
@@ -147,7 +144,7 @@ static void load_usb_disks(SYS_INFO* info) {
 
 int load_info(SYS_INFO* info) {
     *info = {};
-    const settings_keeper keeper;
+    const SettingsCache cache;
     // Kept: one area for all values that are compared. A missing key leaves the value before it
     // in place, and the decision is made on that.
     char value[256] = "";

@@ -6,11 +6,12 @@
 #include "include/debug.h"
 
 #include <stddef.h>
+#include <stdio.h>
 
 int load_iscsi_info(ISCSI_INFO* info) {
     static constexpr char file[] = "/etc/korvel/iscsi_info";
     *info = {};
-    const settings_keeper keeper;
+    const SettingsCache cache;
     LoadConfFileString(file, "iscsi_service", info->iscsi_service);
     LoadConfFileString(file, "iscsi_IncomingUser_name", info->iscsi_IncomingUser_name);
     LoadConfFileString(file, "iscsi_IncomingUser_password", info->iscsi_IncomingUser_password);
@@ -22,18 +23,17 @@ int load_iscsi_info(ISCSI_INFO* info) {
 
 namespace {
 
-// The device number in the key of a field.
-enum device { own, zero };
-
 // One field of a disk: the key "iscsi_deviceN_SUFFIX". Size 0 is a number.
 struct disk_field {
     const char* suffix;
     size_t offset;
     size_t size;
-    device number;
+    bool shared;  // the key is that of device 0, for all disks of the file
 };
 
 constexpr size_t decimal = 0;
+constexpr bool own = false;
+constexpr bool shared = true;
 
 #define TEXT_FIELD(member) offsetof(ISCSI_DISKS, member), sizeof(ISCSI_DISKS::member)
 #define NUMBER_FIELD(member) offsetof(ISCSI_DISKS, member), decimal
@@ -51,27 +51,26 @@ constexpr disk_field disk_fields[] = {
     {"initiators.allow", TEXT_FIELD(initiators_allow), own},
     {"available", TEXT_FIELD(available), own},
     {"authtype", TEXT_FIELD(authtype), own},
-    {"HeaderDigest", TEXT_FIELD(HeaderDigest), zero},
-    {"DataDigest", TEXT_FIELD(DataDigest), zero},
-    {"InitialR2T", TEXT_FIELD(InitialR2T), zero},
-    {"ImmediateData", TEXT_FIELD(ImmediateData), zero},
-    {"MaxConnections", NUMBER_FIELD(MaxConnections), zero},
-    {"MaxRecvDataSegmentLength", NUMBER_FIELD(MaxRecvDataSegmentLength), zero},
-    {"MaxXmitDataSegmentLength", NUMBER_FIELD(MaxXmitDataSegmentLength), zero},
-    {"MaxBurstLength", NUMBER_FIELD(MaxBurstLength), zero},
-    {"FirstBurstLength", NUMBER_FIELD(FirstBurstLength), zero},
-    {"MaxOutstandingR2T", NUMBER_FIELD(MaxOutstandingR2T), zero},
-    {"Wthreads", NUMBER_FIELD(Wthreads), zero},
-    {"QueuedCommands", NUMBER_FIELD(QueuedCommands), zero},
-    {"ip_restrict", TEXT_FIELD(ip_restrict), zero},
+    {"HeaderDigest", TEXT_FIELD(HeaderDigest), shared},
+    {"DataDigest", TEXT_FIELD(DataDigest), shared},
+    {"InitialR2T", TEXT_FIELD(InitialR2T), shared},
+    {"ImmediateData", TEXT_FIELD(ImmediateData), shared},
+    {"MaxConnections", NUMBER_FIELD(MaxConnections), shared},
+    {"MaxRecvDataSegmentLength", NUMBER_FIELD(MaxRecvDataSegmentLength), shared},
+    {"MaxXmitDataSegmentLength", NUMBER_FIELD(MaxXmitDataSegmentLength), shared},
+    {"MaxBurstLength", NUMBER_FIELD(MaxBurstLength), shared},
+    {"FirstBurstLength", NUMBER_FIELD(FirstBurstLength), shared},
+    {"MaxOutstandingR2T", NUMBER_FIELD(MaxOutstandingR2T), shared},
+    {"Wthreads", NUMBER_FIELD(Wthreads), shared},
+    {"QueuedCommands", NUMBER_FIELD(QueuedCommands), shared},
+    {"ip_restrict", TEXT_FIELD(ip_restrict), shared},
 };
 
 void load_disk(const char* file, int number, ISCSI_DISKS* disk) {
     disk->device_number = number;
     for (const disk_field& field : disk_fields) {
         char key[64];
-        snprintf(key, sizeof key, "iscsi_device%d_%s", field.number == own ? number : 0,
-                 field.suffix);
+        snprintf(key, sizeof key, "iscsi_device%d_%s", field.shared ? 0 : number, field.suffix);
         char* member = reinterpret_cast<char*>(disk) + field.offset;
         if (field.size == decimal)
             LoadConfFileInt(file, key, reinterpret_cast<int*>(member));
@@ -84,7 +83,7 @@ void load_disk(const char* file, int number, ISCSI_DISKS* disk) {
 
 int load_iscsi_disks(ISCSI_DISKS* head) {
     *head = {};
-    const settings_keeper keeper;
+    const SettingsCache cache;
     ISCSI_DISKS* disk = nullptr;
     for (int file_number = 1; file_number <= 10; ++file_number) {
         char file[64];

@@ -6,6 +6,9 @@
 #include "conf/vantor_bin.h"
 #include "include/debug.h"
 
+#include <stdio.h>
+#include <stdlib.h>
+
 static constexpr char msdfs_file[] = "/etc/korvel/msdfs";
 static constexpr int last_link = 99;
 
@@ -55,7 +58,7 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
     msdfs->links = allocate<MSDFS_LINK>("link");
     if (msdfs->links == nullptr)
         return -1;
-    const settings_keeper keeper;
+    const SettingsCache cache;
     msdfs->enabled = load_switch("msdfs_function", "MSDFS is enable", "MSDFS is disable");
     msdfs->root_as_link = load_switch("msdfs_root_as_link", "MSDFS root is same as MSDFS link",
                                       "MSDFS root is different from MSDFS link");

@@ -4,7 +4,9 @@
 #include "conf/load_config.h"
 
 #include <initializer_list>
+#include <stdlib.h>
 
+// 16 fields: most_fields (conf/list_file.h) counts on it.
 static const char* parse_share(const char* at, SHARE_INFO* share) {
     at = take(at, share->name);
     at = take(at, share->volume);

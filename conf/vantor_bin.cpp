@@ -32,59 +32,52 @@ class Descriptor {
     int number_;
 };
 
-// The settings file that is kept (settings_keeper).
-struct {
-    int keepers = 0;
-    char path[64] = "";  // the last file looked at
-    bool whole = false;  // it has fitted in; an unreadable file counts as empty
-    size_t size = 0;
-    char content[65536];
-} kept;
-
-// Reads a file from its start until the area is full. Returns the bytes read, or -1.
-ssize_t read_start(int file, char* area, size_t size) {
-    size_t used = 0;
-    ssize_t got = 1;
-    while (got > 0 && used < size) {
-        got = read(file, area + used, size - used);
-        used += got > 0 ? static_cast<size_t>(got) : 0;
-    }
-    return got < 0 ? got : static_cast<ssize_t>(used);
+// Opens a settings file; -1 on failure. Does not wait for the writer of a FIFO.
+int open_settings(const char* path) {
+    return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
-// True when the file is kept, from now on at the latest.
-bool is_kept(const char* path) {
-    if (kept.keepers == 0 || strlen(path) >= sizeof kept.path)
-        return false;
-    if (strcmp(path, kept.path) != 0) {
-        strcpy(kept.path, path);
-        const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-        const ssize_t size = read_start(file, kept.content, sizeof kept.content);
-        kept.size = size > 0 ? static_cast<size_t>(size) : 0;
-        kept.whole = kept.size < sizeof kept.content;
+// The settings file that has been read last (SettingsCache).
+struct {
+    int users = 0;
+    char path[64] = "";  // empty: none
+    bool whole = false;  // all of it is in the content; a file that cannot be opened has none
+    size_t size = 0;
+    char content[65536];
+} cache;
+
+void fill_cache(const char* path) {
+    strcpy(cache.path, path);
+    cache.size = 0;
+    const Descriptor file(open_settings(path));
+    ssize_t got = file == -1 ? 0 : 1;
+    while (got > 0 && cache.size < sizeof cache.content) {
+        got = read(file, cache.content + cache.size, sizeof cache.content - cache.size);
+        cache.size += got > 0 ? static_cast<size_t>(got) : 0;
     }
-    return kept.whole;
+    cache.whole = got == 0;
+}
+
+// Caches the file, where caching is wanted. False when its whole content is not in the cache.
+bool is_cached(const char* path) {
+    if (cache.users == 0 || *path == '\0' || strlen(path) >= sizeof cache.path)
+        return false;
+    if (strcmp(path, cache.path) != 0)
+        fill_cache(path);
+    return cache.whole;
 }
 
 // Reads a settings file byte by byte, without the heap.
 class ByteReader {
   public:
     // cppcheck-suppress uninitMemberVar // the chunk is filled before it is read
-    explicit ByteReader(const char* path) {
-        if (is_kept(path)) {
-            bytes_ = kept.content;
-            end_ = kept.size;
-        } else {
-            file_ = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    explicit ByteReader(const char* path)
+        : cached_(is_cached(path)), file_(cached_ ? -1 : open_settings(path)) {
+        if (cached_) {
+            bytes_ = cache.content;
+            end_ = cache.size;
         }
     }
-
-    ~ByteReader() {
-        if (file_ != -1)
-            close(file_);
-    }
-    ByteReader(const ByteReader&) = delete;
-    ByteReader& operator=(const ByteReader&) = delete;
 
     // The next byte; EOF at the end of the file and when it cannot be read.
     int peek() {
@@ -134,7 +127,8 @@ class ByteReader {
         return got > 0;
     }
 
-    int file_ = -1;
+    bool cached_;
+    Descriptor file_;
     bool failed_ = false;
     char chunk_[4096];
     const char* bytes_ = chunk_;
@@ -160,13 +154,13 @@ bool copy_line(ByteReader& bytes, char* line, int size) {
 
 }  // namespace
 
-settings_keeper::settings_keeper() {
-    if (kept.keepers++ == 0)
-        kept.path[0] = '\0';
+SettingsCache::SettingsCache() {
+    ++cache.users;
+    cache.path[0] = '\0';
 }
 
-settings_keeper::~settings_keeper() {
-    --kept.keepers;
+SettingsCache::~SettingsCache() {
+    --cache.users;
 }
 
 int get_StringbyKey(const char* path, const char* key, char* value, int size) {
@@ -234,18 +228,20 @@ int set_StringbyKey(const char* path, const char* key, const char* value) {
     if (descriptor == -1)
         return -1;
     Stream out(fdopen(descriptor, "w"));
-    if (!out)
+    if (!out) {
         close(descriptor);
-    else if (write_successor(in.get(), out.get(), key, value) &&
-             rename(successor, target.get()) == 0)
+    } else if (write_successor(in.get(), out.get(), key, value) &&
+               rename(successor, target.get()) == 0) {
+        cache.path[0] = '\0';
         return 0;
+    }
     unlink(successor);
     return -1;
 }
 
 int grep_file(const char* path, const char* text, char* line, int size) {
     const Stream file = open_input(path);
-    if (!file)
+    if (!file || size <= 0)
         return 0;
     char* whole = nullptr;
     size_t capacity = 0;

@@ -14,15 +14,15 @@
 // once, front to back, up to the key, and allocates nothing.
 int get_StringbyKey(const char* path, const char* key, char* value, int size);
 
-// While one is in scope, the lookups keep the settings file that they have read last, where it has
-// less than 64 KiB, and read it no more: for a loader that asks for many keys in a row. What
-// others change in the file meanwhile is not seen.
-class settings_keeper {
+// While one is in scope, the lookups cache the settings file that they have read last, where it
+// has less than 64 KiB: for a loader that asks for many keys in a row. What another process changes
+// in the file meanwhile is not seen.
+class SettingsCache {
   public:
-    settings_keeper();
-    ~settings_keeper();
-    settings_keeper(const settings_keeper&) = delete;
-    settings_keeper& operator=(const settings_keeper&) = delete;
+    SettingsCache();
+    ~SettingsCache();
+    SettingsCache(const SettingsCache&) = delete;
+    SettingsCache& operator=(const SettingsCache&) = delete;
 };
 
 // Stores `value` under `key` in the settings file `path`: in the first line of that key, else in

@@ -99,7 +99,7 @@ int dir_use(const char* directory) {
         release_list(first);
         return -1;
     }
-    (void)!chdir(directory);  // without it no entry has a status, and none is listed
+    (void)!chdir(directory);  // a failure means that no entry has a status: none is listed
 
     dir_node* last = first;
     int count = 0;

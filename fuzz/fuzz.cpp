@@ -97,7 +97,7 @@ static void keys(string input) {
     };
     expect_value();
     {
-        const settings_keeper keeper;
+        const SettingsCache cache;
         expect_value();
         expect_value();
     }

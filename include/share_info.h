@@ -6,10 +6,11 @@ struct SHARE_INFO {
     char name[60];
     char volume[16];  // directory under /mnt, such as array1
     char comment[100];
-    char* rw_users;   // heap, owned: users with read-write access, a comma list
-    char* rw_groups;  // heap, owned
-    char* ro_users;   // heap, owned: users with read-only access
-    char* ro_groups;  // heap, owned
+    // Heap, owned. NULL in a record for which memory ran out: all its switches are then 0.
+    char* rw_users;  // users with read-write access, a comma list
+    char* rw_groups;
+    char* ro_users;  // users with read-only access
+    char* ro_groups;
     unsigned char smb;
     unsigned char atalk;
     unsigned char ftp;

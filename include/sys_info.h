@@ -14,8 +14,8 @@ struct SYS_INFO {
     unsigned char array_state[2];     // 0 none, 1 jbod, 2 raid0, 3 raid1, 4 raid5, 5 raid10
     unsigned char disk_state[4];      // 1 a disk on its own, 2 member of array1, 3 of array2
     unsigned char usb_disk_state[2];  // 1 in use
-    unsigned char mtu;                // the low 8 bits
-    unsigned char sec_domain;         // "domain" is "on": member of a domain
+    unsigned char mtu;         // the low 8 bits of the number; a writer asks whether they are 0
+    unsigned char sec_domain;  // "domain" is "on": member of a domain
     unsigned char printer_win;
     unsigned char atalk;
     unsigned char ftp;

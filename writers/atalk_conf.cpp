@@ -10,6 +10,7 @@
 #include "writers/writers.h"
 
 #include <initializer_list>
+#include <stdio.h>
 
 static void shape_share_lists(SHARE_INFO* share) {
     VntSambaFormatShaper(&share->ro_users, user_list);

@@ -6,6 +6,8 @@
 #include "writers/output.h"
 #include "writers/writers.h"
 
+#include <stdio.h>
+
 static bool exports(const SHARE_VFS& vfs) {
     return to_int(vfs.nfs, 0) == 1;
 }

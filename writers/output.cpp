@@ -1,4 +1,4 @@
-// How the writers open the files that they write.
+// How the writers open and fill the files that they write.
 #include "writers/output.h"
 
 #include "include/debug.h"
@@ -14,7 +14,7 @@ Stream open_conf(const char* path) {
     return out;
 }
 
-void put(FILE* out, std::initializer_list<std::string_view> texts) {
+void put_all(FILE* out, std::initializer_list<std::string_view> texts) {
     char block[256];  // one call to the stream for most lines
     size_t used = 0;
     for (const std::string_view text : texts) {

@@ -28,4 +28,4 @@ inline void put(FILE* out, std::string_view lines) {
 
 // Writes texts one behind the other: for the lines of every share, where a format would take
 // several times as long.
-void put(FILE* out, std::initializer_list<std::string_view> texts);
+void put_all(FILE* out, std::initializer_list<std::string_view> texts);

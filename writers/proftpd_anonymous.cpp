@@ -30,6 +30,7 @@ static void write_anonymous_volume(FILE* out, const char* kind, int number, visi
     if (seen != visibility::listed)
         return;
     fprintf(out, "<Directory /mnt/%s%d>\n%s\n", kind, number, anonymous_read_only_body);
+    // Kept: no empty line behind the spool block.
     fprintf(out, "<Directory /mnt/%s%d/spool>\n%s", kind, number, anonymous_hidden_body);
     fprintf(out, "<Directory /mnt/%s%d/lost+found>\n%s\n", kind, number, anonymous_hidden_body);
 }

@@ -96,7 +96,7 @@ static constexpr char pam_domain[] =
     "account  required   pam_winbind.so\n"
     "session  required   pam_unix.so\n";
 
-static constexpr char pam_server[] =  // with " nolocal" or nothing
+static constexpr char pam_server_format[] =  // with " nolocal" or nothing
     "#auth    required   pam_listfile.so item=user sense=deny file=/etc/ftpusers onerr=succeed\n"
     "auth     required   pam_smb_auth.so debug%s\n"
     "#auth    required   pam_unix.so nullok\n"
@@ -108,7 +108,7 @@ static constexpr char pam_server[] =  // with " nolocal" or nothing
 
 static void write_pam(FILE* out, const SYS_INFO& info) {
     if (info.sec_server)
-        fprintf(out, pam_server, info.local_auth ? "" : " nolocal");
+        fprintf(out, pam_server_format, info.local_auth ? "" : " nolocal");
     else
         put(out, info.sec_domain || info.sec_ads ? pam_domain : pam_local);
 }

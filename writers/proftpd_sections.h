@@ -24,7 +24,8 @@ void put_hidden_block(FILE* out, const char* path);
 void put_read_only_block(FILE* out, const char* path);
 
 // What users are to see of the directory of an array or disk (numbers from 1): nothing, or its
-// shares but not the system's own folders; or no block says.
+// shares but not the system's own folders; or no block says, for states
+// that no loader stores.
 enum class visibility { hidden, listed, unmentioned };
 visibility array_visibility(const SYS_INFO& info, int number);
 visibility disk_visibility(const SYS_INFO& info, int number);

@@ -45,7 +45,7 @@ constexpr char recycle_audit_block[] =
 
 void write_share_header(FILE* out, const char* name, const side_lists& lists) {
     const SHARE_HIDDEN* hidden = lists.hidden.find(name);
-    put(out, {"[", name, hidden && !hidden->enabled ? "$]\n" : "]\n"});
+    put_all(out, {"[", name, hidden && !hidden->enabled ? "$]\n" : "]\n"});
 }
 
 void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists) {
@@ -61,27 +61,28 @@ void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists
 }
 
 void write_comment(FILE* out, const SHARE_INFO& share, bool read_only) {
-    put(out, {"    comment = ", share.comment, read_only ? "(Read Only)\n" : "\n"});
+    put_all(out, {"    comment = ", share.comment, read_only ? "(Read Only)\n" : "\n"});
 }
 
-void write_msdfs_root(FILE* out, MSDFS_INFO* msdfs) {
-    put(out, {"[", msdfs->root->name, "]\n"});
+void write_msdfs_root(FILE* out, const MSDFS_INFO& msdfs) {
+    put_all(out, {"[", msdfs.root->name, "]\n"});
     put(out,
         "    comment = Quarvane DFS folder\n"
         "    browsable = Yes\n"
         "    printable = No\n"
         "    writable = No\n"
         "    guest ok = Yes\n");
-    if (!msdfs->root_as_link) {
-        put(out, {"    path = ", msdfs->root->path, "\n"});
+    if (!msdfs.root_as_link) {
+        put_all(out, {"    path = ", msdfs.root->path, "\n"});
         put(out, "    msdfs root = Yes\n");
         return;
     }
-    while (msdfs->links->prev != nullptr)
-        msdfs->links = msdfs->links->prev;
+    const MSDFS_LINK* link = msdfs.links;
+    while (link->prev != nullptr)
+        link = link->prev;
     put(out, "    msdfs root = Yes\n");
     // The first of the two backslashes of the path is left out; a missing path is all zero.
-    put(out, {"    msdfs proxy = ", msdfs->links->unc1 + 1, "\n"});
+    put_all(out, {"    msdfs proxy = ", link->unc1 + 1, "\n"});
 }
 
 constexpr char utilities_share[] =
@@ -101,24 +102,24 @@ void write_usb_access(FILE* out, const SHARE_INFO& share) {
     }
     const auto with_comma = [out](const char* list) {
         if (is_set(list))
-            put(out, {list, ","});
+            put_all(out, {list, ","});
     };
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
     with_comma(share.rw_users);  // Kept: a comma also where nothing follows.
-    put(out, {share.rw_groups, "\n"});
+    put_all(out, {share.rw_groups, "\n"});
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
     put(out, "    read list = ");
     with_comma(share.ro_users);
-    put(out, {share.ro_groups, "\n"});
+    put_all(out, {share.ro_groups, "\n"});
 }
 
 void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only, const side_lists& lists) {
     write_share_header(out, share.name, lists);
     write_comment(out, share, read_only);
-    put(out, {"    path = /mnt/", share.volume, "\n"});
+    put_all(out, {"    path = /mnt/", share.volume, "\n"});
     put(out,
         "    browsable = yes\n"
         "    printable = no\n");
@@ -143,7 +144,7 @@ void write_usb_shares(FILE* out, const SHARE_INFO* share, const side_lists& list
 }
 
 void write_test_share(FILE* out, const SYS_INFO& info) {
-    put(out, {"[", info.auth_test_folder, "]\n"});
+    put_all(out, {"[", info.auth_test_folder, "]\n"});
     put(out,
         "    comment = Quarvane authentication test folder\n"
         "    path = /mnt/authtest\n"
@@ -168,7 +169,7 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
         if (!is_set(*list))
             return;
         VntSambaFormatShaper(list, kind);
-        put(out, {comma, *list});
+        put_all(out, {comma, *list});
         comma = ",";
     };
     write_shaped(&share->ro_users, user_list);
@@ -179,14 +180,14 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
     // Kept: the comma stands before the groups also where there are no users.
-    put(out, {"    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
-              share->ro_groups, "\n"});
+    put_all(out, {"    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
+                  share->ro_groups, "\n"});
 }
 
 void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_lists& lists) {
     write_share_header(out, share->name, lists);
     write_comment(out, *share, share->read_only);
-    put(out, {"    path = /mnt/", share->volume, "/", share->name, "\n"});
+    put_all(out, {"    path = /mnt/", share->volume, "/", share->name, "\n"});
     put(out,
         "    browsable = yes\n"
         "    printable = no\n");
@@ -197,9 +198,9 @@ void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_
         "    force directory mode = 777\n");
     // Kept: no line for a share that is not in the list.
     if (const OFFLINE* offline = lists.offline.find(share->name))
-        put(out, {"    csc policy = ", offline->enabled ? offline->policy : "disable", "\n"});
+        put_all(out, {"    csc policy = ", offline->enabled ? offline->policy : "disable", "\n"});
     write_share_vfs(out, *share, lists);
-    put(out, {"###", share->name, "###\n"});
+    put_all(out, {"###", share->name, "###\n"});
 }
 
 }  // namespace
@@ -213,7 +214,7 @@ void write_samba_shares(FILE* out, samba_inputs* inputs) {
     };
 
     if (inputs->msdfs.enabled)
-        write_msdfs_root(out, &inputs->msdfs);
+        write_msdfs_root(out, inputs->msdfs);
     if (info.info_visible)
         put(out, utilities_share);
     if (inputs->usb_share_count >= 1)

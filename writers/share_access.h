@@ -4,7 +4,7 @@
 #include "include/share_info.h"
 
 // Where the two USB disks are mounted. The first record of the USB share list stands for the
-// first disk and the second for the second one, whatever their volumes; no other record counts.
+// first disk and the second for the second one. Kept: whatever their volumes; no other counts.
 inline constexpr const char* usb_mount_points[] = {"/mnt/usbdisk1", "/mnt/usbdisk2"};
 
 // True when all four access lists are exactly "all".

@@ -3,6 +3,8 @@
 #include "writers/output.h"
 #include "writers/writers.h"
 
+#include <stdio.h>
+
 static constexpr char local_files[] =
     "*.info;cron.none;user.none;local6.none\t/var/log/messages\n"
     "cron.*\t-/var/log/cron\n"
