@@ -129,3 +129,9 @@ std::string lines_with(const std::string& text, const std::string& word) {
 std::string masked(const std::string& text) {
     return std::regex_replace(text, std::regex("0x[0-9a-f]+"), "ADDR");
 }
+
+void missing(const std::string& program) {
+    if (getenv("CI") != nullptr)
+        FAIL() << program << " is not installed";
+    GTEST_SKIP() << program << " is not installed";
+}

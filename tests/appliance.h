@@ -75,3 +75,6 @@ std::string lines_with(const std::string& text, const std::string& word);
 
 // The text with "ADDR" for every address.
 std::string masked(const std::string& text);
+
+// Skips a test for the lack of a program, which in CI must not be lacking.
+void missing(const std::string& program);

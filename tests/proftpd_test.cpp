@@ -60,6 +60,7 @@ TEST(Proftpd, ClosesWithTheBlocksThatTheSettingsAskFor) {
         std::string mode, firmware, shares, end;
     } rows[] = {
         {"off", "VANTOR_CONFIG_SSLFTP=1x\n", open_share("s"), "</Anonymous>\n" + tls},
+        {"off", "VANTOR_CONFIG_SSLFTP=0\n", open_share("s"), "</Anonymous>\n"},
         {"off", "VANTOR_CONFIG_SSLFTP=2\n", open_share("s"), "</Anonymous>\n"},
         {"off", "", open_share("s"), "</Anonymous>\n"},
         // Without shares the file ends with the anonymous section; there is none in a domain.
@@ -96,7 +97,7 @@ TEST(Proftpd, HidesTheMsdfsRootUnderMnt) {
 // Debian's server checks the example, without what its build does not carry.
 TEST(Proftpd, IsUnderstoodByTheServer) {
     if (system("command -v proftpd >/dev/null") != 0)
-        GTEST_SKIP() << "proftpd is not installed";
+        return missing("proftpd");
     Appliance appliance({"examples/appliance"});
     appliance.run("-c proftpd");
     const std::string file = appliance.at(proftpd_conf);

@@ -34,6 +34,7 @@ static bool fails() {
 FAILING(void*, nullptr, malloc, (size_t size), size)
 FAILING(void*, nullptr, calloc, (size_t count, size_t size), count, size)
 FAILING(void*, nullptr, realloc, (void* old, size_t size), old, size)
+FAILING(char*, nullptr, strdup, (const char* text), text)
 FAILING(char*, nullptr, strndup, (const char* text, size_t length), text, length)
 FAILING(FILE*, nullptr, fdopen, (int file, const char* mode), file, mode)
 FAILING(DIR*, nullptr, opendir, (const char* path), path)

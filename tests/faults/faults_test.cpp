@@ -178,7 +178,7 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
     }
 }
 
-TEST(Faults, AListThatIsCutWhileItIsReadGivesItsWholeLines) {
+TEST(Faults, AListThatHasBeenCutGivesItsWholeLines) {
     Appliance appliance;
     const string whole = open_share("a") + open_share("b") + open_share("c");
     appliance.write("shareinfo.vfs", "a<><><>1\nb<><><>1\nc<><><>1\n");
