@@ -12,11 +12,14 @@ set(TAVROGEN_ARM_PROGRAM ${CMAKE_SOURCE_DIR}/build-arm/tavrogen CACHE FILEPATH
 if(EXISTS ${TAVROGEN_ARM_PROGRAM})
   cmake_path(GET TAVROGEN_ARM_PROGRAM PARENT_PATH arm_tree)
   add_test(NAME arm_build COMMAND ${CMAKE_COMMAND} --build ${arm_tree} --target tavrogen)
-  add_test(NAME arm COMMAND ${CMAKE_COMMAND} -E env
-    TAVROGEN_PROGRAM=${TAVROGEN_ARM_PROGRAM}
-    "TAVROGEN_SANDBOX_OPTIONS=--emulator /usr/bin/qemu-arm-static"
-    $<TARGET_FILE:program_tests>)
-  set_tests_properties(arm_build PROPERTIES FIXTURES_SETUP arm_program)
-  set_tests_properties(arm PROPERTIES FIXTURES_REQUIRED arm_program)
-  set_tests_properties(arm_build arm PROPERTIES LABELS arm TIMEOUT 600)
+  foreach(suite program_tests fault_tests)
+    add_test(NAME arm.${suite} COMMAND ${CMAKE_COMMAND} -E env
+      TAVROGEN_PROGRAM=${TAVROGEN_ARM_PROGRAM}
+      "TAVROGEN_SANDBOX_OPTIONS=--emulator /usr/bin/qemu-arm-static"
+      $<TARGET_FILE:${suite}> --gtest_filter=-*EachAllocation*) # it has a program of its own
+    set_tests_properties(arm.${suite} PROPERTIES
+      FIXTURES_REQUIRED arm_program LABELS arm TIMEOUT 600)
+  endforeach()
+  set_tests_properties(arm_build PROPERTIES
+    FIXTURES_SETUP arm_program LABELS arm TIMEOUT 600)
 endif()
