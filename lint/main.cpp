@@ -47,6 +47,8 @@ struct Settings {
     SHARE_INFO shares;
     int share_count;  // 0: not even the head is one
     SHARE_INFO usb_shares;
+    int usb_share_count;
+    OFFLINE offline;
     SHARE_HIDDEN hidden;
     SHARE_VFS vfs;
     SYS_INFO info;
@@ -68,12 +70,14 @@ bool readable(const char* path, bool needed) {
 // Returns false when a file cannot be read or memory runs out.
 bool load(Settings* settings) {
     bool loaded = readable(share_file, true) && readable(info_file, true);
-    for (const char* path : {usb_share_file, "/etc/korvel/shareinfo.hidden",
-                             "/etc/korvel/shareinfo.vfs", msdfs_file, nfs_file})
+    for (const char* path :
+         {usb_share_file, "/etc/korvel/offlinefile", "/etc/korvel/shareinfo.hidden",
+          "/etc/korvel/shareinfo.vfs", msdfs_file, nfs_file})
         loaded = loaded && readable(path, false);
     if (!loaded)
         return false;
-    load_usbshareinfo(&settings->usb_shares);
+    settings->usb_share_count = load_usbshareinfo(&settings->usb_shares);
+    load_offlinefile(&settings->offline);
     load_shareinfo_hidden(&settings->hidden);
     load_shareinfo_vfs(&settings->vfs);
     load_info(&settings->info);
@@ -96,9 +100,11 @@ Place place_of(const char* path, const char* key) {
     return {path, found};
 }
 
-bool ends_in_backslash(const char* text) {
-    const size_t length = strlen(text);
-    return length > 0 && text[length - 1] == '\\';
+// Reports a value that ends its line of smb.conf in a backslash.
+void check_line_end(Place place, const char* what, const char* value) {
+    const size_t length = strlen(value);
+    if (length > 0 && value[length - 1] == '\\')
+        report(place, "smb.conf: the backslash that ends %s takes the next line with it", what);
 }
 
 bool has_blank(const char* text) {
@@ -166,67 +172,90 @@ class Sections {
     Section* last_ = &head_;
 };
 
-// The "$" that the name of a hidden share gets.
-const char* suffix_of(const SHARE_INFO& share, const SHARE_HIDDEN& list) {
-    for (const SHARE_HIDDEN* hidden = &list; hidden != nullptr; hidden = hidden->next)
-        if (equal(hidden->name, share.name))
-            return hidden->enabled ? "" : "$";
-    return "";
+template <class Record>
+const Record* record_of(const SHARE_INFO& share, const Record* record) {
+    while (record != nullptr && !equal(record->name, share.name))
+        record = record->next;
+    return record;
 }
 
-bool check_samba_share(Place place, const SHARE_INFO& share, const SHARE_HIDDEN& hidden,
+// Only the last list of "valid users" and of "read list" ends its line.
+void check_access_lists(Place place, const SHARE_INFO& share, bool usb) {
+    const char* read_list = usb || is_set(share.ro_groups) ? share.ro_groups : share.ro_users;
+    const char* valid_users = share.rw_groups;  // of a USB share: a comma ends the other lists
+    for (const char* list : {share.rw_users, share.ro_groups, share.ro_users})
+        if (!usb && !is_set(valid_users))
+            valid_users = list;
+    const char* comma = strrchr(valid_users, ',');
+    const bool quoted = !usb && strchr(comma != nullptr ? comma : valid_users, '+') != nullptr;
+    check_line_end(place, "the read list", read_list);
+    if (!quoted)
+        check_line_end(place, "the valid users", valid_users);
+}
+
+bool check_samba_share(Place place, const SHARE_INFO& share, const Settings& settings, bool usb,
                        Sections* sections) {
     if (!share.smb)
         return true;
-    if (!share.read_only && ends_in_backslash(share.comment))
-        report(place, "smb.conf: the backslash that ends the comment takes the next line with it");
+    if (!share.read_only)
+        check_line_end(place, "the comment", share.comment);
+    const char* folder = usb ? share.volume : share.name;
+    check_line_end(place, "the path", folder);
+    check_access_lists(place, share, usb);
+    const OFFLINE* offline = usb ? nullptr : record_of(share, &settings.offline);
+    if (offline != nullptr && offline->enabled)
+        check_line_end(place, "the offline policy", offline->policy);
     if (has_variable(share.comment))
         report(place, "smb.conf: the comment has a %% that begins a variable");
-    return sections->add(place, share.name, suffix_of(share, hidden));
+    if (has_variable(folder))
+        report(place, "smb.conf: the path has a %% that begins a variable");
+    const SHARE_HIDDEN* hidden = record_of(share, &settings.hidden);
+    return sections->add(place, share.name, hidden != nullptr && !hidden->enabled ? "$" : "");
 }
 
 bool check_samba(const Settings& settings) {
     const SYS_INFO& info = settings.info;
+    const MSDFS_INFO& msdfs = settings.msdfs;
+    const MSDFS_LINK* link = msdfs.links;
+    while (link->prev != nullptr)
+        link = link->prev;
+    const bool linked = msdfs.root_as_link != 0;
     const struct {
+        const char* file;
         const char* key;
         const char* value;
         bool written;
     } rows[] = {
-        {"string", info.string, true},
-        {"wins", info.wins, true},
-        {"wg", info.wg, true},
-        {"pdc", info.pdc, info.sec_domain != 0},
-        {"ad_dns", info.ad_dns, info.sec_ads != 0},
-        {"auth_server", info.auth_server, info.sec_server != 0},
+        {info_file, "string", info.string, true},
+        {info_file, "wins", info.wins, true},
+        {info_file, "wg", info.wg, true},
+        {info_file, "pdc", info.pdc, info.sec_domain != 0},
+        {info_file, "ad_dns", info.ad_dns, info.sec_ads != 0},
+        {info_file, "auth_server", info.auth_server, info.sec_server != 0},
+        {msdfs_file, "msdfs_root_path", msdfs.root->path, msdfs.enabled && !linked},
+        {msdfs_file, "msdfs_link1_unc1", link->unc1 + 1, msdfs.enabled && linked},
     };
     for (const auto& row : rows)
-        if (row.written && ends_in_backslash(row.value))
-            report(place_of(info_file, row.key),
-                   "smb.conf: the backslash that ends %s takes the next line with it", row.key);
+        if (row.written)
+            check_line_end(place_of(row.file, row.key), row.key, row.value);
 
     Sections sections;
     bool added = true;
-    if (settings.msdfs.enabled)
-        added = sections.add(place_of(msdfs_file, "msdfs_root_name"), settings.msdfs.root->name);
+    if (msdfs.enabled)
+        added = sections.add(place_of(msdfs_file, "msdfs_root_name"), msdfs.root->name);
     if (info.info_visible)
         added = added && sections.add(place_of(info_file, "info_visible"), "info");
     // A USB share counts also while its disk is not there.
     const SHARE_INFO* share = &settings.usb_shares;
     for (int line = 1; line <= 2 && share != nullptr; ++line, share = share->next)
         added =
-            added && check_samba_share({usb_share_file, line}, *share, settings.hidden, &sections);
+            added && check_samba_share({usb_share_file, line}, *share, settings, true, &sections);
     if (info.sec_server && info.auth_user_auto_add && info.auth_test)
         added =
             added && sections.add(place_of(info_file, "auth_test_folder"), info.auth_test_folder);
     int line = 1;
-    for (share = &settings.shares; share != nullptr; share = share->next, ++line) {
-        const Place place = {share_file, line};
-        added = added && check_samba_share(place, *share, settings.hidden, &sections);
-        if (share->smb && ends_in_backslash(share->name))
-            report(place, "smb.conf: the backslash that ends the path takes the next line with it");
-        if (share->smb && has_variable(share->name))
-            report(place, "smb.conf: the path has a %% that begins a variable");
-    }
+    for (share = &settings.shares; share != nullptr; share = share->next, ++line)
+        added = added && check_samba_share({share_file, line}, *share, settings, false, &sections);
     return added;
 }
 
@@ -259,6 +288,31 @@ void check_proftpd_share(Place place, const SHARE_INFO& share, const Settings& s
         report(place, "proftpd.conf: the path \"%s\" is also that of %s:%d, which is fatal", path,
                share_file, line);
         break;
+    }
+}
+
+// Each of the first two records has its volume for a directory; a missing one has its disk.
+void check_proftpd_usb_shares(const Settings& settings) {
+    if (settings.usb_share_count < 1)
+        return;
+    const SHARE_INFO& first = settings.usb_shares;
+    const SHARE_INFO* second = first.next;
+    int line = 1;
+    for (const SHARE_INFO* share : {&first, second}) {
+        const Place place = {usb_share_file, line++};
+        if (share == nullptr)
+            break;
+        if (strchr(share->volume, '\n') != nullptr)
+            report(place, "proftpd.conf: the line is short, and its newline is written");
+        else if (!is_set(share->volume))
+            report(place, "proftpd.conf: a USB share without a volume stands for /mnt itself");
+        else if (share == second && equal(share->volume, first.volume))
+            report(place, "proftpd.conf: the path \"/mnt/%s\" is also that of %s:1, which is fatal",
+                   share->volume, usb_share_file);
+        else if (second == nullptr && equal(share->volume, "usbdisk2"))
+            report(place,
+                   "proftpd.conf: the path \"/mnt/usbdisk2\" is also that of the missing "
+                   "line 2, which is fatal");
     }
 }
 
@@ -345,6 +399,7 @@ bool check(const Settings& settings) {
         any_exported = true;
         check_exports_share(place, *share);
     }
+    check_proftpd_usb_shares(settings);
     const bool checked = check_samba(settings);
     check_switches(settings.info);
     check_syslog(settings.info);
@@ -381,6 +436,7 @@ int main(int argc, char**) {
     const bool checked = load(&settings) && check(settings);
     close_shareinfo(&settings.shares);
     close_shareinfo(&settings.usb_shares);
+    close_offlinefile(&settings.offline);
     close_shareinfo_hidden(&settings.hidden);
     close_shareinfo_vfs(&settings.vfs);
     close_msdfsinfo(&settings.msdfs);

@@ -1,7 +1,7 @@
 // How Samba compares the names of sections.
 #include "lint/samba_names.h"
 
-// Upper-case letters: every `step`-th one from `first` to `last`, and how far off the lower case is.
+// Upper-case letters: every `step`-th one from `first` to `last`; `offset` leads to the lower case.
 static constexpr struct {
     unsigned first;
     unsigned last;
