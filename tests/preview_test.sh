@@ -30,6 +30,10 @@ for root in "$work/overlay" "$work/a,copy"; do
     "$top/scripts/sandbox" $machine "$root" "$program" $(printf -- '-c %s ' $names) &>"$work/log"
     expect 0 preview --check $names
     [ "$(sed -n '1s/ .*//p; /tavrogen-lint/,$p' "$work/shown")" = $'===\n=== tavrogen-lint' ]
+    for checker in testparm proftpd rsyslogd; do
+        grep -q "^=== $checker " "$work/shown" || { echo "no $checker"; exit 1; }
+    done
+    if [ -n "${CI-}" ] && grep 'is not installed' "$work/shown"; then exit 1; fi
 
     sed -i 's/<>Staff handbook<>/<>New<>/' "$root/etc/korvel/shareinfo"
     expect 1 preview $names
