@@ -178,6 +178,21 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
     }
 }
 
+TEST(Faults, AFullDiskLeavesAnEmptyFile) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root mounts";
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+    Appliance appliance;
+    const fs::path samba = appliance.at("/etc/samba");
+    ASSERT_EQ(mount("tmpfs", samba.c_str(), "tmpfs", 0, "nr_blocks=1"), 0);
+    appliance.write("/etc/samba/other", "x");
+    EXPECT_EQ(appliance.run("-c samba").status, 0);
+    EXPECT_EQ(appliance.read("/etc/samba/smb.conf"), "");
+    EXPECT_EQ(appliance.read("/etc/pam_smb.conf"), expected("off/etc/pam_smb.conf"));
+    umount(samba.c_str());
+}
+
 TEST(Faults, AListThatHasBeenCutGivesItsWholeLines) {
     Appliance appliance;
     const string whole = open_share("a") + open_share("b") + open_share("c");
