@@ -162,8 +162,8 @@ bool IntendedShare::administrators_only() const {
 std::vector<IntendedShare> intended_shares(const Machine& machine) {
     const SideLists lists = load_side_lists(machine);
     std::vector<IntendedShare> shares;
-    add_shares(machine, true, lists, &shares);
     add_shares(machine, false, lists, &shares);
+    add_shares(machine, true, lists, &shares);
     return shares;
 }
 

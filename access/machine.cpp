@@ -180,16 +180,9 @@ bool get_status(const std::string& place, struct stat* status) {
     return stat(place.c_str(), status) == 0;
 }
 
-}  // namespace
-
-Machine::Machine(const std::string& root) : root_(root) {
-    while (root_.ends_with('/'))
-        root_.pop_back();
-    people_ = find_people(*this);
-}
-
-std::string Machine::place(const std::string& path) const {
-    std::string done;  // below the root, without links
+// Where a path is below a root, each link followed inside the root.
+std::string place_below(const std::string& root, const std::string& path) {
+    std::string done;  // without links, below the root
     std::string to_do = path;
     int links = 0;
     for (size_t at = 0; at < to_do.size();) {
@@ -204,7 +197,7 @@ std::string Machine::place(const std::string& path) const {
         }
         const std::string next = done + '/' + part;
         char target[PATH_MAX];
-        const ssize_t length = readlink((root_ + next).c_str(), target, sizeof target);
+        const ssize_t length = readlink((root + next).c_str(), target, sizeof target);
         if (length <= 0 || ++links > 40) {  // no link; or a loop, which no call follows either
             done = next;
             continue;
@@ -215,7 +208,22 @@ std::string Machine::place(const std::string& path) const {
                 to_do.substr(std::min(at, to_do.size()));
         at = 0;
     }
-    return root_ + (done.empty() ? "/" : done);
+    return root + (done.empty() ? "/" : done);
+}
+
+}  // namespace
+
+Machine::Machine(const std::string& root, const std::string& over) : root_(root), over_(over) {
+    for (std::string* folder : {&root_, &over_})
+        while (folder->ends_with('/'))
+            folder->pop_back();
+    people_ = find_people(*this);
+}
+
+std::string Machine::place(const std::string& path) const {
+    struct stat status = {};
+    const std::string above = over_.empty() ? "" : place_below(over_, path);
+    return !above.empty() && get_status(above, &status) ? above : place_below(root_, path);
 }
 
 std::optional<std::string> Machine::file(const std::string& path) const {

@@ -30,7 +30,9 @@ struct Person {
 // over them where that is asked for.
 class Machine {
   public:
-    explicit Machine(const std::string& root);  // "/" or the folder of an appliance root
+    // `root`: "/" or the folder of an appliance root. `over`, if not empty: a folder whose files,
+    // such as a run has written, stand in place of those.
+    explicit Machine(const std::string& root, const std::string& over = "");
 
     // The bytes of a file by its path on the appliance; links are followed inside the root.
     // Nothing when it cannot be read.
@@ -50,7 +52,8 @@ class Machine {
     const std::vector<Person>& people() const { return people_; }
 
   private:
-    std::string root_;                            // without a slash at its end; of "/": empty
+    std::string root_;  // without a slash at its end; of "/": empty
+    std::string over_;
     std::map<std::string, std::string> written_;  // path, bytes: what a run would write
     std::vector<Person> people_;
 };
@@ -166,6 +169,7 @@ struct IntendedShare {
     bool open_to_all() const;          // all four lists are "all"
     bool administrators_only() const;  // all four lists are empty
 };
+// Those of shareinfo, then those of usbshareinfo.
 std::vector<IntendedShare> intended_shares(const Machine& machine);
 
 // A setting that a service misreads.
