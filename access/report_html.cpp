@@ -7,9 +7,9 @@ namespace rights {
 
 namespace {
 
-constexpr size_t table_columns = 24;  // what a landscape page holds
+constexpr size_t table_columns = 20;  // what a landscape page holds
 constexpr size_t flat_columns = 8;    // with more, the names stand upright
-constexpr size_t shown_names = 3;     // in the head of a column; the others stand below
+constexpr size_t shown_names = 1;     // in the head of a column of three or more; all stand below
 
 constexpr char head[] =
     "<style>\n"
@@ -20,7 +20,8 @@ constexpr char head[] =
     "  print-color-adjust: exact; -webkit-print-color-adjust: exact }\n"
     "th, td { border: 1px solid #999; padding: .2em .45em; text-align: center }\n"
     "th { font-weight: normal; background: #fff } tbody th { text-align: left }\n"
-    "thead th { position: sticky; top: 0; background: #eee; vertical-align: bottom }\n"
+    "td, th[scope=row] { white-space: nowrap } td.free { white-space: normal }\n"
+    "thead { break-inside: avoid } thead th { position: sticky; top: 0; background: #eee; vertical-align: bottom }\n"
     ".upright thead th.person { writing-mode: vertical-rl; text-align: left;\n"
     "  transform: rotate(180deg); padding: .45em .2em }\n"
     "tbody { border-top: 2px solid #333; break-inside: avoid }\n"
@@ -83,13 +84,13 @@ std::vector<Column> columns_of(const Report& report) {
     return columns;
 }
 
-std::string names_of(const Report& report, const Column& column, size_t limit) {
+std::string names_of(const Report& report, const Column& column) {
     std::string names;
     const size_t count = column.people.size();
-    const size_t shown = count > limit + 1 ? limit : count;
+    const size_t shown = count > shown_names + 1 ? shown_names : count;
     for (size_t number = 0; number < shown; ++number)
-        names += (number > 0 ? ",\n" : "") + escaped(report.people[column.people[number]].name);
-    return count == shown ? names : names + "\nand " + std::to_string(count - shown) + " others";
+        names += (number > 0 ? ",<br>" : "") + escaped(report.people[column.people[number]].name);
+    return count == shown ? names : names + "<br>and " + std::to_string(count - shown) + " others";
 }
 
 class Page {
@@ -130,7 +131,7 @@ class Page {
                 last_ - first_ > flat_columns ? " class=\"upright\"" : "");
         for (size_t column = first_; column < last_; ++column)
             fprintf(out_, "<th scope=\"col\" class=\"person\">%s</th>",
-                    names_of(report_, columns_[column], shown_names).c_str());
+                    names_of(report_, columns_[column]).c_str());
         fputs("<th scope=\"col\" class=\"person\">without an account</th></tr></thead>\n", out_);
         for (const Row& row : report_.rows)
             if (row.is_share == shares)
@@ -140,10 +141,11 @@ class Page {
 
     void print_row(const Row& row) {
         const size_t lines = row.cells.size() + (row.not_serving.empty() ? 0 : 1);
+        const std::string name = row.name.empty() ? "" : "<b>" + escaped(row.name) + "</b>";
         fprintf(out_,
-                "<tbody>\n<tr><th scope=\"rowgroup\" rowspan=\"%zu\"><b>%s</b>"
+                "<tbody>\n<tr><th scope=\"rowgroup\" rowspan=\"%zu\">%s"
                 "<span class=\"folder\">%s</span></th>",
-                std::max<size_t>(lines, 1), escaped(row.name).c_str(), escaped(row.folder).c_str());
+                std::max<size_t>(lines, 1), name.c_str(), escaped(row.folder).c_str());
         const char* start = "";
         const Cell* first = nullptr;
         for (const Cell& cell : row.cells) {
@@ -193,10 +195,20 @@ class Page {
     }
 
     void print_long_columns() {
-        for (const Column& column : columns_)
-            if (column.people.size() > shown_names + 1)
-                fprintf(out_, "<p>%s: %s</p>\n", names_of(report_, column, shown_names).c_str(),
-                        names_of(report_, column, report_.people.size()).c_str());
+        const char* title = "<h2>People who share a column</h2>\n<ul>\n";
+        const char* end = "";
+        for (const Column& column : columns_) {
+            if (column.people.size() <= shown_names + 1)
+                continue;
+            fprintf(out_, "%s<li>", title);
+            for (size_t number = 0; number < column.people.size(); ++number)
+                fprintf(out_, "%s%s", number > 0 ? ", " : "",
+                        escaped(report_.people[column.people[number]].name).c_str());
+            fputs("</li>\n", out_);
+            title = "";
+            end = "</ul>\n";
+        }
+        fputs(end, out_);
     }
 
     void print_notes() {
