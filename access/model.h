@@ -190,6 +190,18 @@ struct Finding {
 std::optional<Finding> compare(const Machine& machine, const IntendedShare& share, Service service,
                                const std::vector<Right>& people, Right guest);
 
+// What is odd about a share's lists, or about its name (of a USB share: its volume), in the same
+// words for every service, so that findings of one cause can be joined. Empty when nothing is.
+struct Cause {
+    std::string text;
+    std::string cure;
+};
+Cause odd_lists(const Machine& machine, const IntendedShare& share);
+Cause odd_name(const IntendedShare& share);
+
+// Valid UTF-8: each byte that is none becomes U+FFFD.
+std::string as_utf8(const std::string& text);
+
 // People in words: "alice, bob", "everyone", "alice, bob, carol and 12 others".
 std::string in_words(const Machine& machine, const std::vector<size_t>& people);
 

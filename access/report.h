@@ -57,9 +57,6 @@ std::string services_in_words(const Cell& cell);
 // A text for a terminal: control characters as octal escapes.
 std::string printable(const std::string& text);
 
-// Valid UTF-8: each byte that is none becomes U+FFFD.
-std::string as_utf8(const std::string& text);
-
 void print_text(const Report& report, FILE* out);
 void print_html(const Report& report, const std::string& title, FILE* out);
 void print_json(const Report& report, FILE* out);
