@@ -50,12 +50,17 @@ std::vector<std::string> names_in(const std::string& list) {
     return names;
 }
 
+// Cut where a C text ends.
+static std::string as_text(const std::string& bytes) {
+    return bytes.substr(0, bytes.find('\0'));
+}
+
 Setting setting(const Machine& machine, const std::string& path, const std::string& key) {
     int number = 0;
     for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
         ++number;
         if (line.starts_with(key) && line[key.size()] == '=')
-            return {line.c_str() + key.size() + 1, number};
+            return {as_text(line.substr(key.size() + 1)), number};
     }
     return {};
 }
@@ -101,7 +106,7 @@ std::vector<std::string> listed_users(const Machine& machine) {
     for (const char* path : {share_file, usb_share_file})
         for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
             const auto fields = fields_of(line);
-            for (const size_t list : {3 + rw_users, 3 + ro_users})
+            for (const size_t list : {size_t{3} + rw_users, size_t{3} + ro_users})
                 if (list < fields.size())
                     for (const std::string& name : names_in(fields[list]))
                         if (is_account_name(name))
@@ -195,7 +200,7 @@ std::string place_below(const std::string& root, const std::string& path) {
             done.resize(done.empty() ? 0 : done.rfind('/'));
             continue;
         }
-        const std::string next = done + '/' + part;
+        const std::string next = std::string(done).append("/").append(part);
         char target[PATH_MAX];
         const ssize_t length = readlink((root + next).c_str(), target, sizeof target);
         if (length <= 0 || ++links > 40) {  // no link; or a loop, which no call follows either
@@ -263,7 +268,7 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
         return names;
     while (const dirent* entry = readdir(folder)) {
         const std::string name = entry->d_name;
-        if (name != "." && name != ".." && is_directory(path + '/' + name))
+        if (name != "." && name != ".." && is_directory(std::string(path).append("/").append(name)))
             names.push_back(name);
     }
     closedir(folder);

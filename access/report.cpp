@@ -21,7 +21,7 @@ std::vector<std::string> folders_of(const Machine& machine,
     for (const std::string& volume : volumes) {
         folders.insert(volume);
         for (const std::string& name : machine.folders_in(volume))
-            folders.insert(volume + '/' + name);
+            folders.insert(std::string(volume).append("/").append(name));
     }
     return {folders.begin(), folders.end()};
 }
