@@ -203,10 +203,12 @@ std::string place_below(const std::string& root, const std::string& path) {
         const std::string next = std::string(done).append("/").append(part);
         char target[PATH_MAX];
         const ssize_t length = readlink((root + next).c_str(), target, sizeof target);
-        if (length <= 0 || ++links > 40) {  // no link; or a loop, which no call follows either
+        if (length <= 0) {  // no link
             done = next;
             continue;
         }
+        if (++links > 40)  // as the kernel counts
+            return "";     // which is nowhere
         if (*target == '/')
             done.clear();
         to_do = std::string(target, static_cast<size_t>(length)) + '/' +
