@@ -1,4 +1,5 @@
 // An appliance's files, found inside its root, and the people that they name.
+#include "access/door.h"
 #include "access/model.h"
 
 #include <algorithm>
@@ -279,7 +280,9 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
 }
 
 Machine Machine::after_run() const {
-    return *this;
+    Machine after = *this;
+    after.written_ = run_writers(*this);
+    return after;
 }
 
 }  // namespace rights
