@@ -27,6 +27,22 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
+std::vector<int> lines_that_begin(const std::string& file, const std::vector<std::string>& texts) {
+    const std::string lines = '\n' + file;  // so each line begins with a newline
+    std::vector<int> numbers;
+    int number = 0;
+    size_t counted = 0, next = 0;
+    for (const std::string& text : texts) {
+        const size_t found = lines.find('\n' + text, next);
+        if (found != std::string::npos) {
+            for (next = found + 1; counted < next; ++counted)
+                number += lines[counted] == '\n';
+        }
+        numbers.push_back(std::max(number, 1));
+    }
+    return numbers;
+}
+
 std::vector<std::string> fields_of(const std::string& line) {
     std::vector<std::string> fields;
     const size_t length = std::min(line.find('\0'), line.size());  // a C text ends there
