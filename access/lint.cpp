@@ -2,6 +2,7 @@
 #include "access/model.h"
 
 #include <algorithm>
+#include <errno.h>
 #include <getopt.h>
 #include <stdio.h>
 #include <string.h>
@@ -69,6 +70,28 @@ int parse(int count, char** words, Options* options) {
     return trouble;
 }
 
+// A setting that cannot be read would count as missing, and the findings would be wrong.
+bool is_readable(const Machine& machine) {
+    static constexpr struct {
+        const char* name;
+        bool needed;
+    } files[] = {
+        {"info", true},        {"shareinfo", true},         {"usbshareinfo", false},
+        {"msdfs", false},      {"shareinfo.hidden", false}, {"shareinfo.vfs", false},
+        {"diskinfo", false},   {"offlinefile", false},      {"nfs_info", false},
+        {"iscsi_info", false},
+    };
+    for (const auto& file : files) {
+        const std::string path = std::string("/etc/korvel/") + file.name;
+        if (machine.file(path) || (!file.needed && errno == ENOENT))
+            continue;
+        fprintf(stderr, "tavrogen-lint: cannot read %s: %s\n", machine.place(path).c_str(),
+                strerror(errno));
+        return false;
+    }
+    return true;
+}
+
 auto place(const Finding& finding) {
     return std::tie(finding.file, finding.line, finding.cause);
 }
@@ -113,19 +136,26 @@ void print(const Finding& finding) {
            cure.c_str());
 }
 
+int lint(const Options& options) {
+    const Machine machine(options.root);
+    if (!is_readable(machine))
+        return trouble;
+    int status = clean;
+    for (const Finding& finding : find_all(machine))
+        if (finding.effect <= options.at_least) {
+            print(finding);
+            status = found;
+        }
+    return status;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
     Options options;
     int status = parse(count, words, &options);
-    if (status == -1) {
-        status = clean;
-        for (const Finding& finding : find_all(Machine(options.root)))
-            if (finding.effect <= options.at_least) {
-                print(finding);
-                status = found;
-            }
-    }
+    if (status == -1)
+        status = lint(options);
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         perror("tavrogen-lint: standard output");
         return trouble;

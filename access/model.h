@@ -30,7 +30,9 @@ struct Person {
 // over them where that is asked for.
 class Machine {
   public:
-    explicit Machine(const std::string& root);  // "/" or the folder of an appliance root
+    // `root`: "/" or the folder of an appliance root. `over`, if not empty: a folder whose files,
+    // such as a run has written, stand in place of those.
+    explicit Machine(const std::string& root, const std::string& over = "");
 
     // The bytes of a file by its path on the appliance; links are followed inside the root.
     // Nothing when it cannot be read.
@@ -50,7 +52,8 @@ class Machine {
     const std::vector<Person>& people() const { return people_; }
 
   private:
-    std::string root_;                            // without a slash at its end; of "/": empty
+    std::string root_;  // without a slash at its end; of "/": empty
+    std::string over_;
     std::map<std::string, std::string> written_;  // path, bytes: what a run would write
     std::vector<Person> people_;
 };
@@ -64,6 +67,10 @@ Setting setting(const Machine& machine, const std::string& path, const std::stri
 
 // The lines of a text, without their newlines.
 std::vector<std::string> lines_of(const std::string& text);
+
+// The number of the line that begins with each text, found in the order of the texts; the line of
+// the text before for one that is not there, and 1 at the start.
+std::vector<int> lines_that_begin(const std::string& file, const std::vector<std::string>& texts);
 
 // The fields of a line of a list file; the program's own cut to a field's size is not made.
 std::vector<std::string> fields_of(const std::string& line);
@@ -166,6 +173,7 @@ struct IntendedShare {
     bool open_to_all() const;          // all four lists are "all"
     bool administrators_only() const;  // all four lists are empty
 };
+// Those of shareinfo, then those of usbshareinfo.
 std::vector<IntendedShare> intended_shares(const Machine& machine);
 
 // A setting that a service misreads.
@@ -185,6 +193,18 @@ struct Finding {
 // its cause and cure. Guests who get less than meant are no finding: not every service knows them.
 std::optional<Finding> compare(const Machine& machine, const IntendedShare& share, Service service,
                                const std::vector<Right>& people, Right guest);
+
+// What is odd about a share's lists, or about its name (of a USB share: its volume), in the same
+// words for every service, so that findings of one cause can be joined. Empty when nothing is.
+struct Cause {
+    std::string text;
+    std::string cure;
+};
+Cause odd_lists(const Machine& machine, const IntendedShare& share);
+Cause odd_name(const IntendedShare& share);
+
+// Valid UTF-8: each byte that is none becomes U+FFFD.
+std::string as_utf8(const std::string& text);
 
 // People in words: "alice, bob", "everyone", "alice, bob, carol and 12 others".
 std::string in_words(const Machine& machine, const std::vector<size_t>& people);

@@ -1,0 +1,66 @@
+// The report as text for a terminal.
+#include "access/report.h"
+
+namespace rights {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& names) {
+    std::string words;
+    for (const std::string& name : names) {
+        const bool blank = name.find(' ') != std::string::npos;
+        words += (words.empty() ? "" : " ") + (blank ? '"' + name + '"' : name);
+    }
+    return words;
+}
+
+std::string rights_in_words(const Report& report, const Cell& cell) {
+    if (!cell.clients.empty())
+        return clients_in_words(cell);
+    std::string words;
+    const auto say = [&](const std::string& who, Right right) {
+        words += (words.empty() ? "" : ", ") + who + (right == Right::write ? " rw" : " r");
+    };
+    for (const Right right : {Right::write, Right::read}) {
+        const auto names = people_with(report, cell, right);
+        if (report.all_people && names.size() > 1 && names.size() == cell.people.size())
+            say("everyone", right);
+        else if (!names.empty())
+            say(joined(names), right);
+    }
+    if (cell.guest != Right::none)
+        say("without an account", cell.guest);
+    return words.empty() ? "nobody" : words;
+}
+
+void print_line(FILE* out, bool differs, const std::string& services, const std::string& rights) {
+    fprintf(out, "  %c %-14s %s\n", differs ? '!' : ' ', printable(services).c_str(),
+            printable(rights).c_str());
+}
+
+}  // namespace
+
+void print_text(const Report& report, FILE* out) {
+    bool others = false;
+    for (const Row& row : report.rows) {
+        if (!row.is_share && !others) {
+            fputs("--- No shares, but reachable\n", out);
+            others = true;
+        }
+        const std::string name = row.name.empty() ? "" : printable(row.name) + "  ";
+        fprintf(out, "%s%s\n", name.c_str(), printable(row.folder).c_str());
+        for (const Cell& cell : row.cells)
+            print_line(out, cell.differs, services_in_words(cell), rights_in_words(report, cell));
+        if (!row.not_serving.empty()) {
+            Cell none;
+            none.services = row.not_serving;
+            print_line(out, false, services_in_words(none), "not served");
+        }
+    }
+    for (const Note& note : report.notes) {
+        const std::string line = note.line > 0 ? ':' + std::to_string(note.line) : "";
+        fprintf(out, "%s%s: %s\n", note.file.c_str(), line.c_str(), printable(note.text).c_str());
+    }
+}
+
+}  // namespace rights
