@@ -78,17 +78,17 @@ std::string trimmed(const std::string& text) {
     return result;
 }
 
-// Names of parameters and of special sections: neither case nor blanks count.
-bool is_called(const std::string& text, const char* name) {
-    std::string bare;
-    for (const char byte : text)
+// A name of a parameter or of a special section, in which neither case nor blanks count.
+std::string bare(const std::string& name) {
+    std::string letters;
+    for (const char byte : name)
         if (!is_blank(byte))
-            bare += byte;
-    std::string wanted;
-    for (; *name != '\0'; ++name)
-        if (*name != ' ')
-            wanted += *name;
-    return fold(bare) == wanted;
+            letters += byte;
+    return fold(letters).value_or("");
+}
+
+std::string quoted(const std::string& text) {
+    return '"' + text + '"';
 }
 
 bool is_one_of(const std::string& value, std::initializer_list<const char*> words) {
@@ -128,6 +128,13 @@ class Loader {
         while (lines_.next(&line) && read(line)) {
         }
         finish_section();
+        const auto take = [&](const char* name, std::string* text) {
+            if (const auto at = server_.globals.find(name); at != server_.globals.end())
+                *text = at->second;
+        };
+        take("netbiosname", &server_.netbios_name);
+        take("security", &server_.security);
+        take("winbindseparator", &server_.winbind_separator);
         // Samba writes its own folder and rights over a section for IPC$.
         for (Share& share : server_.shares)
             if (fold(share.name) == "ipc$")
@@ -169,7 +176,7 @@ class Loader {
     void begin_section(const std::string& name, int line) {
         finish_section();
         current_.reset();
-        if (is_called(name, "global") || is_called(name, "globals")) {
+        if (bare(name) == "global" || bare(name) == "globals") {
             server_.sections.push_back({line, {}});
             return;
         }
@@ -193,73 +200,70 @@ class Loader {
         Share& share = server_.shares[*current_];
         if (share.name.empty())
             refuse(share.line, "a share has no name");
-        if (is_called(share.name, "printers"))
+        if (bare(share.name) == "printers")
             share.printable = true;
-        if (share.path.empty() && share.msdfs_proxy.empty() && !is_called(share.name, "homes"))
+        if (share.path.empty() && share.msdfs_proxy.empty() && bare(share.name) != "homes")
             share.available = false;  // also when a later section of this name has a path
     }
 
     void set(const std::string& name, const std::string& value, int line) {
         Share& share = current_ ? server_.shares[*current_] : defaults_;
+        const std::string parameter = bare(name);
         const struct {
-            std::initializer_list<const char*> names;
+            const char* name;
             bool* flag;
             bool inverted;
         } flags[] = {
-            {{"guest ok", "public"}, &share.guest_ok, false},
-            {{"writable", "writeable", "write ok"}, &share.writable, false},
-            {{"read only"}, &share.writable, true},
-            {{"printable", "print ok"}, &share.printable, false},
-            {{"available"}, &share.available, false},
+            {"guestok", &share.guest_ok, false},    {"public", &share.guest_ok, false},
+            {"writable", &share.writable, false},   {"writeable", &share.writable, false},
+            {"writeok", &share.writable, false},    {"readonly", &share.writable, true},
+            {"printable", &share.printable, false}, {"printok", &share.printable, false},
+            {"available", &share.available, false},
         };
-        for (const auto& row : flags)
-            for (const char* known : row.names)
-                if (is_called(name, known)) {
-                    if (is_one_of(value, {"yes", "true", "on", "1"}))
-                        *row.flag = !row.inverted;
-                    else if (is_one_of(value, {"no", "false", "off", "0"}))
-                        *row.flag = row.inverted;
-                    else
-                        refuse(line, name + " is neither yes nor no");
-                }
+        for (const auto& row : flags) {
+            if (parameter != row.name)
+                continue;
+            if (is_one_of(value, {"yes", "true", "on", "1"}))
+                *row.flag = !row.inverted;
+            else if (is_one_of(value, {"no", "false", "off", "0"}))
+                *row.flag = row.inverted;
+            else
+                refuse(line, quoted(name) + " is neither yes nor no");
+        }
         const struct {
             const char* name;
             List* list;
         } lists[] = {
-            {"valid users", &share.valid_users},
-            {"invalid users", &share.invalid_users},
-            {"read list", &share.read_list},
-            {"write list", &share.write_list},
+            {"validusers", &share.valid_users},
+            {"invalidusers", &share.invalid_users},
+            {"readlist", &share.read_list},
+            {"writelist", &share.write_list},
         };
         for (const auto& row : lists)
-            if (is_called(name, row.name))
+            if (parameter == row.name)
                 *row.list = parse_list(value);
         const struct {
             const char* name;
             std::string* text;
-            bool is_global;
         } texts[] = {
-            {"path", &share.path, false},
-            {"directory", &share.path, false},
-            {"comment", &share.comment, false},
-            {"msdfs proxy", &share.msdfs_proxy, false},
-            {"netbios name", &server_.netbios_name, true},
-            {"workgroup", &server_.workgroup, true},
-            {"server string", &server_.comment, true},
-            {"security", &server_.security, true},
-            {"winbind separator", &server_.winbind_separator, true},
+            {"path", &share.path},
+            {"directory", &share.path},
+            {"comment", &share.comment},
+            {"msdfsproxy", &share.msdfs_proxy},
         };
         for (const auto& row : texts)
-            if (is_called(name, row.name) && !(row.is_global && current_))
+            if (parameter == row.name)
                 *row.text = value;
-        if (is_called(name, "csc policy") &&
+        if (parameter == "cscpolicy" &&
             !is_one_of(value, {"manual", "documents", "programs", "disable"}))
-            refuse(line, "an offline policy is unknown: \"" + value + "\"");
+            refuse(line, "Samba knows no offline policy " + quoted(value));
+        if (!current_)
+            server_.globals[parameter] = value;
     }
 
     Lines lines_;
     Server server_;
-    Share defaults_;                // what [global] says for all shares after it
+    Share defaults_;                 // what [global] says for all shares after it
     std::optional<size_t> current_;  // nothing: [global], or no section yet
 };
 
@@ -285,7 +289,7 @@ std::string expand(const Server& server, const std::string& text, const Person& 
                    const Share* share) {
     // Samba looks for no variable behind a letter beyond ASCII where the text is no UTF-8.
     size_t end_of_search = text.size();
-    if (!fold(text))
+    if (!is_utf8(text))
         end_of_search = static_cast<size_t>(
             std::find_if(text.begin(), text.end(), [](char byte) { return byte >= 0x80; }) -
             text.begin());
@@ -348,7 +352,8 @@ std::string plain_path(const std::string& path) {
 }
 
 std::string folder_of(const Server& server, const Share& share, const Person& person) {
-    return share.path.empty() ? "" : plain_path(unquoted(expand(server, share.path, person, &share)));
+    return share.path.empty() ? ""
+                              : plain_path(unquoted(expand(server, share.path, person, &share)));
 }
 
 }  // namespace rights::smb

@@ -34,8 +34,8 @@ struct Section {
 };
 
 struct Server {
-    std::string netbios_name, workgroup, comment;
-    std::string security = "user", winbind_separator = "\\";
+    std::map<std::string, std::string> globals;  // of [global]: by their names without blanks
+    std::string netbios_name, security = "user", winbind_separator = "\\";
     std::vector<Share> shares;
     std::vector<Section> sections;
     std::vector<Remark> remarks;
