@@ -311,12 +311,22 @@ constexpr char unknown[] = "\x01";  // in place of what only the moment of the c
 }  // namespace
 
 Server parse(const std::string& text) {
-    return Loader(text).load();
+    Server server = Loader(text).load();
+    for (size_t number = 0; number < server.shares.size(); ++number) {
+        const std::string& name = server.shares[number].name;
+        if (name.find('%') != std::string::npos)
+            server.by_variable.push_back(number);
+        else if (const auto folded = fold(name); folded)
+            server.by_name.insert({*folded, number});
+    }
+    return server;
 }
 
 // smb.conf(5), VARIABLE SUBSTITUTIONS; %$ without a parenthesis is none.
 std::string expand(const Server& server, const std::string& text, const Person& person,
                    const Share* share) {
+    if (text.find('%') == std::string::npos)
+        return text;
     std::string expanded;
     for (size_t at = 0; at < text.size(); ++at) {
         const char letter = text[at] == '%' && at + 1 < text.size() ? text[at + 1] : '\0';
