@@ -29,14 +29,14 @@ std::optional<Finding> compare(const Machine& machine, const IntendedShare& shar
     };
     std::map<std::string, std::vector<size_t>> more, less;
     for (size_t person = 0; person < people.size(); ++person) {
-        const Right meant = share.services.count(service) > 0 ? share.people[person] : Right::none;
+        const Right meant = share.services.contains(service) ? share.people[person] : Right::none;
         const Right given = people[person];
         if (given == meant)
             continue;
         auto& side = given > meant ? more : less;
         side[verbs[static_cast<int>(meant)][static_cast<int>(given)]].push_back(person);
     }
-    const Right guest_meant = share.services.count(service) > 0 ? share.guest : Right::none;
+    const Right guest_meant = share.services.contains(service) ? share.guest : Right::none;
     std::string who;
     const auto say = [&](const std::string& subject, const std::string& verb) {
         who += (who.empty() ? "" : ", ") + subject + ' ' + verb;

@@ -3,7 +3,7 @@
 // Reads the settings by itself and knows nothing of how the program or the services say it.
 #include "access/model.h"
 
-#include "conf/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 
@@ -121,7 +121,7 @@ void add_shares(const Machine& machine, bool usb, const SideLists& lists,
         share.file = usb ? usb_share_file : share_file;
         share.line = line;
         share.usb = usb;
-        share.hidden = lists.hidden.count(share.name) > 0;
+        share.hidden = lists.hidden.contains(share.name);
         for (size_t list = 0; list < share.lists.size(); ++list)
             share.lists[list] = record.text(3 + list);
         const Medium disk =
@@ -134,7 +134,7 @@ void add_shares(const Machine& machine, bool usb, const SideLists& lists,
             {Service::smb, record.flag(7)},
             {Service::atalk, record.flag(8)},
             {Service::ftp, record.flag(9)},
-            {Service::nfs, !usb && lists.exported.count(share.name) > 0},
+            {Service::nfs, !usb && lists.exported.contains(share.name)},
         };
         for (const auto& row : rows)
             if (row.served && disk.mounted)

@@ -1,4 +1,5 @@
 // An appliance's files, found inside its root, and the people that they name.
+#include "access/door.h"
 #include "access/model.h"
 
 #include <algorithm>
@@ -26,6 +27,22 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
+std::vector<int> lines_that_begin(const std::string& file, const std::vector<std::string>& texts) {
+    const std::string lines = '\n' + file;  // so each line begins with a newline
+    std::vector<int> numbers;
+    int number = 0;
+    size_t counted = 0, next = 0;
+    for (const std::string& text : texts) {
+        const size_t found = lines.find('\n' + text, next);
+        if (found != std::string::npos) {
+            for (next = found + 1; counted < next; ++counted)
+                number += lines[counted] == '\n';
+        }
+        numbers.push_back(std::max(number, 1));
+    }
+    return numbers;
+}
+
 std::vector<std::string> fields_of(const std::string& line) {
     std::vector<std::string> fields;
     const size_t length = std::min(line.find('\0'), line.size());  // a C text ends there
@@ -50,12 +67,17 @@ std::vector<std::string> names_in(const std::string& list) {
     return names;
 }
 
+// Cut where a C text ends.
+static std::string as_text(const std::string& bytes) {
+    return bytes.substr(0, bytes.find('\0'));
+}
+
 Setting setting(const Machine& machine, const std::string& path, const std::string& key) {
     int number = 0;
     for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
         ++number;
         if (line.starts_with(key) && line[key.size()] == '=')
-            return {line.c_str() + key.size() + 1, number};
+            return {as_text(line.substr(key.size() + 1)), number};
     }
     return {};
 }
@@ -101,7 +123,7 @@ std::vector<std::string> listed_users(const Machine& machine) {
     for (const char* path : {share_file, usb_share_file})
         for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
             const auto fields = fields_of(line);
-            for (const size_t list : {3 + rw_users, 3 + ro_users})
+            for (const size_t list : {size_t{3} + rw_users, size_t{3} + ro_users})
                 if (list < fields.size())
                     for (const std::string& name : names_in(fields[list]))
                         if (is_account_name(name))
@@ -195,13 +217,15 @@ std::string place_below(const std::string& root, const std::string& path) {
             done.resize(done.empty() ? 0 : done.rfind('/'));
             continue;
         }
-        const std::string next = done + '/' + part;
+        const std::string next = std::string(done).append("/").append(part);
         char target[PATH_MAX];
         const ssize_t length = readlink((root + next).c_str(), target, sizeof target);
-        if (length <= 0 || ++links > 40) {  // no link; or a loop, which no call follows either
+        if (length <= 0) {  // no link
             done = next;
             continue;
         }
+        if (++links > 40)  // as the kernel counts
+            return "";     // which is nowhere
         if (*target == '/')
             done.clear();
         to_do = std::string(target, static_cast<size_t>(length)) + '/' +
@@ -263,7 +287,7 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
         return names;
     while (const dirent* entry = readdir(folder)) {
         const std::string name = entry->d_name;
-        if (name != "." && name != ".." && is_directory(path + '/' + name))
+        if (name != "." && name != ".." && is_directory(std::string(path).append("/").append(name)))
             names.push_back(name);
     }
     closedir(folder);
@@ -272,7 +296,9 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
 }
 
 Machine Machine::after_run() const {
-    return *this;
+    Machine after = *this;
+    after.written_ = run_writers(*this);
+    return after;
 }
 
 }  // namespace rights

@@ -68,6 +68,10 @@ Setting setting(const Machine& machine, const std::string& path, const std::stri
 // The lines of a text, without their newlines.
 std::vector<std::string> lines_of(const std::string& text);
 
+// The number of the line that begins with each text, found in the order of the texts; the line of
+// the text before for one that is not there, and 1 at the start.
+std::vector<int> lines_that_begin(const std::string& file, const std::vector<std::string>& texts);
+
 // The fields of a line of a list file; the program's own cut to a field's size is not made.
 std::vector<std::string> fields_of(const std::string& line);
 

@@ -21,7 +21,7 @@ std::vector<std::string> folders_of(const Machine& machine,
     for (const std::string& volume : volumes) {
         folders.insert(volume);
         for (const std::string& name : machine.folders_in(volume))
-            folders.insert(volume + '/' + name);
+            folders.insert(std::string(volume).append("/").append(name));
     }
     return {folders.begin(), folders.end()};
 }
@@ -119,7 +119,7 @@ class Maker {
             Cell cell;
             cell.services = {service};
             cell.guest = grant.guest;
-            if (!grant.share.empty() && grant.share != row.name) {
+            if (grant.share != grant.folder && !grant.share.empty() && grant.share != row.name) {
                 if (row.name.empty() && !row.is_share)
                     row.name = grant.share;
                 else

@@ -25,8 +25,10 @@ for architecture in amd64 armhf; do
     dpkg --root="$root" --log=/dev/null --force-architecture --force-not-root \
         --force-script-chrootless --install "$scratch"/tavrogen_*_$architecture.deb
     [ "$(dpkg --root="$root" --verify tavrogen)" = "" ] || fail "$root: damaged"
-    [ -x "$root/usr/sbin/tavrogen-lint" ] || fail "$root: no tavrogen-lint"
-    for page in man8/tavrogen.8 man8/tavrogen-lint.8 man5/tavrogen-settings.5; do
+    for companion in access lint; do
+        [ -x "$root/usr/sbin/tavrogen-$companion" ] || fail "$root: no tavrogen-$companion"
+    done
+    for page in man8/tavrogen{,-access,-lint}.8 man5/tavrogen-settings.5; do
         gzip -dc "$root/usr/share/man/$page.gz" | cmp - "doc/${page#*/}"
     done
 done
