@@ -119,7 +119,7 @@ class Maker {
             Cell cell;
             cell.services = {service};
             cell.guest = grant.guest;
-            if (!grant.share.empty() && grant.share != row.name) {
+            if (grant.share != grant.folder && !grant.share.empty() && grant.share != row.name) {
                 if (row.name.empty() && !row.is_share)
                     row.name = grant.share;
                 else

@@ -180,12 +180,9 @@ class Loader {
             server_.sections.push_back({line, {}});
             return;
         }
-        const auto& shares = server_.shares;
-        const auto same = std::find_if(shares.begin(), shares.end(), [&](const Share& share) {
-            return fold(share.name) == fold(name);
-        });
-        current_ = static_cast<size_t>(same - shares.begin());
-        if (same == shares.end()) {
+        const auto [same, is_new] = known_.insert({fold(name), server_.shares.size()});
+        current_ = same->second;
+        if (is_new) {
             server_.shares.push_back(defaults_);
             server_.shares.back().name = name;
             server_.shares.back().line = line;
@@ -263,8 +260,9 @@ class Loader {
 
     Lines lines_;
     Server server_;
-    Share defaults_;                 // what [global] says for all shares after it
-    std::optional<size_t> current_;  // nothing: [global], or no section yet
+    Share defaults_;  // what [global] says for all shares after it
+    std::map<std::optional<std::string>, size_t> known_;  // shares by their names as compared
+    std::optional<size_t> current_;                       // nothing: [global], or no section yet
 };
 
 // A text without the quotation marks at its ends, unless there are others within.
@@ -281,12 +279,22 @@ constexpr char unknown[] = "\x01";  // in place of what only the moment of the c
 }  // namespace
 
 Server parse(const std::string& text) {
-    return Loader(text).load();
+    Server server = Loader(text).load();
+    for (size_t number = 0; number < server.shares.size(); ++number) {
+        const std::string& name = server.shares[number].name;
+        if (name.find('%') != std::string::npos)
+            server.by_variable.push_back(number);
+        else if (const auto folded = fold(name); folded)
+            server.by_name.insert({*folded, number});
+    }
+    return server;
 }
 
 // smb.conf(5), VARIABLE SUBSTITUTIONS; %$ without a parenthesis is none.
 std::string expand(const Server& server, const std::string& text, const Person& person,
                    const Share* share) {
+    if (text.find('%') == std::string::npos)
+        return text;
     // Samba looks for no variable behind a letter beyond ASCII where the text is no UTF-8.
     size_t end_of_search = text.size();
     if (!is_utf8(text))

@@ -40,6 +40,8 @@ struct Server {
     std::vector<Section> sections;
     std::vector<Remark> remarks;
     bool starts = true;
+    std::map<std::string, size_t> by_name;  // the first share of each folded name without variables
+    std::vector<size_t> by_variable;        // the shares whose names have variables
 };
 
 Server parse(const std::string& text);
