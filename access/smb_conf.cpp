@@ -293,7 +293,7 @@ class Loader {
 
     Source source_;
     Server server_;
-    Share defaults_;                // what [global] says for all shares after it
+    Share defaults_;                 // what [global] says for all shares after it
     std::optional<size_t> current_;  // nothing: [global], or no section yet
 };
 
@@ -384,7 +384,8 @@ std::string plain_path(const std::string& path) {
 }
 
 std::string folder_of(const Server& server, const Share& share, const Person& person) {
-    return share.path.empty() ? "" : plain_path(unquoted(expand(server, share.path, person, &share)));
+    return share.path.empty() ? ""
+                              : plain_path(unquoted(expand(server, share.path, person, &share)));
 }
 
 }  // namespace rights::smb

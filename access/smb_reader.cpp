@@ -139,8 +139,8 @@ Reading read_smb_conf(const Machine& machine) {
         };
         for (size_t number = 0; number < machine.people().size(); ++number) {
             const Person& person = machine.people()[number];
-            const auto access = smb::access_by(
-                server, smb::expand(server, share.name, person, nullptr), person);
+            const auto access =
+                smb::access_by(server, smb::expand(server, share.name, person, nullptr), person);
             grant_in(access.folder).people[number] = access.right;
         }
         const auto access =
