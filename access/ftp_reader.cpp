@@ -49,7 +49,7 @@ constexpr char directives[] =
     "TimeoutLinger TimeoutLogin TimeoutNoTransfer TimeoutSession TimeoutStalled TimesGMT "
     "Trace TraceLog TraceOptions TransferLog TransferOptions TransferRate Umask UnsetEnv "
     "UseEncoding UseFtpUsers UseGlobbing UseIPv6 UseLastlog User UserAlias UserDirRoot "
-    "UseReverseDNS UserOwner UserPassword UseSendfile WtmpLog "    ;
+    "UseReverseDNS UserOwner UserPassword UseSendfile WtmpLog ";
 
 bool same(const std::string& left, const char* right) {
     return strcasecmp(left.c_str(), right) == 0;
@@ -230,8 +230,8 @@ void nest(Section* outer) {
         all.push_back(section.get());
     for (Section* section : all) {
         size_t length = 0;
-        Section* parent = section->for_each_user ? nullptr
-                                                : closest(outer->folders, *section, &length);
+        Section* parent =
+            section->for_each_user ? nullptr : closest(outer->folders, *section, &length);
         if (parent == nullptr)
             continue;
         const auto at = std::find_if(outer->folders.begin(), outer->folders.end(),
@@ -277,7 +277,8 @@ bool matches(const std::string& pattern, const std::string& path) {
 
 bool covers(const Section& section, const std::string& path, const std::string& user) {
     std::string name = section.path;
-    for (size_t at = 0; section.for_each_user && (at = name.find("%u", at)) != std::string::npos; at += user.size())
+    for (size_t at = 0; section.for_each_user && (at = name.find("%u", at)) != std::string::npos;
+         at += user.size())
         name.replace(at, 2, user);
     if (name.ends_with("/*"))
         return name == path || matches(name, path);
@@ -609,7 +610,9 @@ class Parser {
                 return refuse(words[0] + " has no valid pattern");
             rule.names = {words[2]};
         } else {
-            rule.match = same(how, "or") ? Rule::any_of : same(how, "and") ? Rule::all_of : rule.match;
+            rule.match = same(how, "or")    ? Rule::any_of
+                         : same(how, "and") ? Rule::all_of
+                                            : rule.match;
             rule.names = split_names(words);
         }
         here().section->limits.front().rules.push_back(rule);
@@ -641,8 +644,8 @@ Server::Server(const std::string& text) {
 
 bool Server::takes_as_anonymous(const std::string& name) const {
     return std::any_of(anonymous_.begin(), anonymous_.end(), [&](const auto& section) {
-        return section->user == name || std::count(section->aliases.begin(),
-                                                   section->aliases.end(), name) > 0;
+        return section->user == name ||
+               std::count(section->aliases.begin(), section->aliases.end(), name) > 0;
     });
 }
 
