@@ -384,7 +384,11 @@ Access access_in(const Section& outer, const std::string& folder, const Visitor&
                  const Section** decided) {
     if (word_about(&outer, "LOGIN", visitor) == Word::denied)
         return {};
-    const Section* section = section_of(outer, folder + "/file", visitor.user);
+    if (outer.has_user_paths || outer.asked != folder) {
+        outer.asked = folder;
+        outer.answer = section_of(outer, folder + "/file", visitor.user);
+    }
+    const Section* section = outer.answer;
     if (decided != nullptr)
         *decided = section;
     if (section == nullptr)
@@ -433,6 +437,13 @@ class Parser {
         // Live: the last section of the file is searched first.
         std::reverse(section->folders.begin(), section->folders.end());
         nest(section);
+        section->has_user_paths = has_user_paths(*section);
+    }
+
+    static bool has_user_paths(const Section& outer) {
+        return std::any_of(outer.folders.begin(), outer.folders.end(), [](const auto& section) {
+            return section->for_each_user || has_user_paths(*section);
+        });
     }
 
     bool refuse(const std::string& text) {
