@@ -18,9 +18,9 @@ struct Origin {
     std::string file;
     int line;
     std::string name;
-    std::string opening;               // "<Directory PATH>", as it is written
-    const IntendedShare* share;        // NULL: of the DFS root, or of a line that is no share
-    std::vector<int> lines = {};       // where it is written, in the order of the file
+    std::string opening;          // "<Directory PATH>", as it is written
+    const IntendedShare* share;   // NULL: of the DFS root, or of a line that is no share
+    std::vector<int> lines = {};  // where it is written, in the order of the file
 };
 
 // The names in words, but not too many of them.
@@ -41,8 +41,8 @@ class Places {
         : text_(text) {
         const Setting root = setting(machine, msdfs_file, "msdfs_root_path");
         if (root.value.starts_with("/mnt"))
-            origins_.push_back({msdfs_file, root.line, "the DFS root", opening(root.value),
-                                nullptr});
+            origins_.push_back(
+                {msdfs_file, root.line, "the DFS root", opening(root.value), nullptr});
         add_shares(machine, usb_share_file, shares);
         add_shares(machine, share_file, shares);
         size_t at = find_all(0);
@@ -90,7 +90,7 @@ class Places {
         int number = 0;
         for (const std::string& line : lines_of(list)) {
             if (++number > 2 && usb)
-                return;  // the file has two USB disks
+                return;                            // the file has two USB disks
             auto fields = fields_of(line + '\n');  // of a short line, a field takes the newline
             fields.resize(2);
             const std::string name = fields[0].substr(0, 59);
@@ -220,8 +220,7 @@ class Checker {
     void check_share(const IntendedShare& share) {
         const bool served = share.services.count(Service::ftp) > 0;
         const ftp::Section* anonymous_section = nullptr;
-        const ftp::Access anonymous =
-            server_.anonymous(machine_, share.folder, &anonymous_section);
+        const ftp::Access anonymous = server_.anonymous(machine_, share.folder, &anonymous_section);
         const Right guest = right_of(anonymous, served ? share.guest : Right::none);
         std::vector<Right> given;
         std::vector<size_t> others;  // for whom it is not as it is meant
@@ -271,18 +270,17 @@ class Checker {
             cause = odd_path(share);
         }
         if (cause.text.empty())
-            cause = {"the server reads " + std::string(conf_file) + " otherwise" +
-                         (section != nullptr ? ", see its line " + std::to_string(section->line)
-                                             : ""),
-                     "change the share until they agree"};
+            cause = {
+                "the server reads " + std::string(conf_file) + " otherwise" +
+                    (section != nullptr ? ", see its line " + std::to_string(section->line) : ""),
+                "change the share until they agree"};
         finding->cause = cause.text;
         finding->cure = cause.cure;
     }
 
     bool covers(const Origin& origin, const IntendedShare& share) const {
-        return std::any_of(origin.lines.begin(), origin.lines.end(), [&](int line) {
-            return server_.covers(line, share.folder);
-        });
+        return std::any_of(origin.lines.begin(), origin.lines.end(),
+                           [&](int line) { return server_.covers(line, share.folder); });
     }
 
     // Why the server lets other people in by the share's own rules.
