@@ -44,6 +44,10 @@ struct Section {
     std::vector<std::string> aliases;
 };
 
+// Brings the folders of the server or of an <Anonymous> from the order of the file, without any
+// nesting, into that in which the server searches.
+void arrange(Section* outer);
+
 struct Access {
     bool read = false;
     bool write = false;
