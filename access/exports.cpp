@@ -226,6 +226,18 @@ bool lies_in(const Network& inner, const Network& outer) {
     return true;
 }
 
+// True for a mask with zeros before ones, which exportfs takes as it is.
+bool has_holes(const Network& network) {
+    bool ended = false;
+    for (size_t bit = 0; bit < 8 * network.mask.size(); ++bit) {
+        const bool one = (network.mask[bit / 8] & 0x80 >> bit % 8) != 0;
+        if (one && ended)
+            return true;
+        ended = ended || !one;
+    }
+    return false;
+}
+
 bool is_everywhere(const std::string& client) {
     if (client.empty() || client == "*")
         return true;
@@ -269,6 +281,8 @@ class NfsCheck {
           mask_(setting(machine, nfs_file, "nfs_subnetmask")) {
         if (!trimmed(mask_.value).empty())
             network_ = read_network(trimmed(address_.value) + '/' + trimmed(mask_.value));
+        if (network_ && has_holes(*network_))
+            network_.reset();
         for (const IntendedShare& share : intended_shares(machine))
             if (share.services.count(Service::nfs) > 0)
                 shares_.push_back(share);
@@ -325,7 +339,7 @@ class NfsCheck {
             const auto network = read_network(entry.client);
             return entry.writable && resolved(machine_, entry.path) == folder &&
                    (is_everywhere(entry.client) ||
-                    (network && network_ && lies_in(*network_, *network)));
+                    (network && (!network_ || lies_in(*network_, *network))));
         });
     }
 
@@ -381,7 +395,8 @@ class NfsCheck {
     }
 
     void add_network_finding() {
-        const bool sound_address = read_network(address_.value).has_value();
+        const bool sound_address = address_.value.find('/') == std::string::npos &&
+                                   read_network(address_.value).has_value();
         const Setting& odd = sound_address ? mask_ : address_;
         const std::string value = '"' + odd.value + '"';
         const std::string kind = sound_address ? "network mask" : "network address";

@@ -44,10 +44,10 @@ std::vector<int> lines_that_begin(const std::string& file, const std::vector<std
 }
 
 std::vector<std::string> fields_of(const std::string& line) {
+    constexpr std::string_view ends("<>\0", 3);
     std::vector<std::string> fields;
-    const size_t length = std::min(line.find('\0'), line.size());  // a C text ends there
-    for (size_t at = 0; at < length;) {
-        const size_t end = std::min(line.find_first_of("<>", at), length);
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = std::min(line.find_first_of(ends, at), line.size());
         fields.push_back(line.substr(at, end - at));
         at = end + 2;
     }

@@ -124,6 +124,7 @@ struct Target {
 };
 struct TargetReading {
     bool present = false;
+    Target discovery;  // its accounts; for the search for targets
     std::vector<Target> targets;
     std::vector<Remark> remarks;
 };
