@@ -239,8 +239,8 @@ class AtalkCheck {
   public:
     explicit AtalkCheck(const Machine& machine)
         : machine_(machine), prefix_(domain_prefix(machine)),
-          text_(machine.file(volume_file).value_or("")), volumes_(read_volumes(text_)),
-          grants_(read_grants(machine, volumes_)) {
+          text_(machine.file(volume_file).value_or("")), lines_(lines_of(text_)),
+          grants_(read_grants(machine, read_volumes(text_))) {
         const auto shares = intended_shares(machine);
         for (const bool usb : {true, false})  // in the order of the file
             for (const IntendedShare& share : shares)
@@ -252,28 +252,33 @@ class AtalkCheck {
         std::vector<std::string> beginnings;
         for (const IntendedShare& share : shares_)
             beginnings.push_back(share.folder + " \"");
-        const std::vector<int> lines = lines_that_begin(text_, beginnings);
-        for (size_t number = 0; number < shares_.size(); ++number) {
-            const int end = number + 1 < lines.size() ? lines[number + 1] : INT_MAX;
-            check(shares_[number], lines[number], end);
-        }
+        const std::vector<Span> spans = spans_of(text_, beginnings);
+        for (size_t number = 0; number < shares_.size(); ++number)
+            check(shares_[number], spans[number]);
+        for (const Grant& grant : grants_)
+            if (std::none_of(spans.begin(), spans.end(),
+                             [&](const Span& span) { return span.holds(grant.line); }))
+                check_stray(grant);
         return findings_;
     }
 
   private:
-    void check(const IntendedShare& share, int begin, int end) {
-        std::optional<Finding> finding = judge(share, grants_, begin, end);
+    void check(const IntendedShare& share, const Span& span) {
+        std::optional<Finding> finding = judge(share, grants_, span);
         if (!finding)
             return;
-        const size_t start = text_.find('\n' + share.folder + " \"") + 1;
-        const std::string line = text_.substr(start, text_.find('\n', start) + 1 - start);
+        std::string lines;  // the share's own, and another volume's after it
+        for (int line = span.begin; line < span.end; ++line)
+            lines += lines_[static_cast<size_t>(line) - 1] + '\n';
+        lines += "/mnt \"another\"\n";
+        const Span own = {1, 1 + span.end - span.begin};
         const std::string plain = share.folder + " \"" + share.name + "\"\n";
         const auto named = read_volumes(plain);
         Cause cause;
         if (named.size() != 1 || named[0].path != share.folder ||
             shown_name(named[0]) != share.name || as_utf8(share.name) != share.name)
             cause = name_cause(share, named.size() == 1 && named[0].path == share.folder);
-        else if (judge(share, read_grants(machine_, read_volumes(line)), 1, INT_MAX))
+        else if (judge(share, read_grants(machine_, read_volumes(lines)), own))
             cause = list_cause(share);
         else if (const IntendedShare* twin = twin_of(share))
             cause = {"the name \"" + share.name + "\" is also that of " + twin->file + ':' +
@@ -290,15 +295,31 @@ class AtalkCheck {
         findings_.push_back(*finding);
     }
 
+    // A volume that is no share's, such as that of a line without a volume.
+    void check_stray(const Grant& grant) {
+        const bool is_info = grant.folder == "/mnt/info" && grant.share == "info";
+        const auto given = [](Right right) { return right != Right::none; };
+        if (is_info || (!given(grant.guest) &&
+                        std::none_of(grant.people.begin(), grant.people.end(), given)))
+            return;
+        for (const char* file : {usb_share_file, share_file})
+            if (const int line = line_without_volume(machine_, file); line > 0) {
+                findings_.push_back({Effect::exposes, file, line, {Service::atalk},
+                                     grant.share + ": the volume is " + grant.folder,
+                                     "the line has no volume", "name the volume"});
+                return;
+            }
+    }
+
     // What the server gives from these lines of its file, set against what is meant.
     std::optional<Finding> judge(const IntendedShare& share, const std::vector<Grant>& grants,
-                                 int begin, int end) const {
+                                 const Span& span) const {
         std::vector<Right> people(machine_.people().size(), Right::none);
         Right guest = Right::none;
         std::string elsewhere, name = share.name;
         bool exposes = false;
         for (const Grant& grant : grants) {
-            if (grant.line < begin || grant.line >= end)
+            if (!span.holds(grant.line))
                 continue;
             name = grant.share;
             if (grant.folder == share.folder) {
@@ -364,7 +385,7 @@ class AtalkCheck {
     const Machine& machine_;
     const std::string prefix_;
     const std::string text_;
-    const std::vector<Volume> volumes_;
+    const std::vector<std::string> lines_;
     const std::vector<Grant> grants_;
     std::vector<IntendedShare> shares_;
     std::vector<Finding> findings_;

@@ -294,14 +294,12 @@ class NfsCheck {
         std::vector<std::string> beginnings;
         for (const IntendedShare& share : shares_)
             beginnings.push_back(share.folder + ' ');
-        const std::vector<int> lines = lines_that_begin(text, beginnings);
+        const std::vector<Span> spans = spans_of(text, beginnings);
         const bool sound_network = is_sound_network();
         for (size_t number = 0; number < shares_.size(); ++number) {
             const IntendedShare& share = shares_[number];
-            const int end = number + 1 < lines.size() ? lines[number + 1] : INT_MAX;
-            const bool served = is_served(share);
             bool exposed = false;
-            std::string who = words_for(lines[number], end, served, &exposed);
+            const std::string who = words_for(spans[number], is_served(share), &exposed);
             if (who.empty())
                 continue;
             const bool sound = is_sound(share);
@@ -320,10 +318,23 @@ class NfsCheck {
         }
         if (!network_words_.empty())
             add_network_finding();
+        for (const Export& entry : table_.exports)
+            if (std::none_of(spans.begin(), spans.end(),
+                             [&](const Span& span) { return span.holds(entry.line); }))
+                add_stray(entry);
         return findings_;
     }
 
   private:
+    // An export that is no share's, such as that of a line without a volume.
+    void add_stray(const Export& entry) {
+        const int line = line_without_volume(machine_, share_file);
+        if (line > 0 && matches_hosts(entry.client))
+            add(true, share_file, line,
+                clients_in_words(entry.client) + " may write " + entry.path,
+                {"the line has no volume", "name the volume"});
+    }
+
     bool is_meant(const Export& entry) const {
         const auto network = read_network(entry.client);
         const std::string path = resolved(machine_, entry.path);
@@ -344,11 +355,11 @@ class NfsCheck {
     }
 
     // What these lines of the file export otherwise than meant; empty: nothing.
-    std::string words_for(int begin, int end, bool served, bool* exposed) const {
+    std::string words_for(const Span& span, bool served, bool* exposed) const {
         std::string words;
         for (const Export& entry : table_.exports) {
-            if (entry.line < begin || entry.line >= end || is_meant(entry) ||
-                !matches_hosts(entry.client) || !is_address_or_pattern(entry.client))
+            if (!span.holds(entry.line) || is_meant(entry) || !matches_hosts(entry.client) ||
+                !is_address_or_pattern(entry.client))
                 continue;
             *exposed = true;
             words += (words.empty() ? "" : ", ") + clients_in_words(entry.client) +
