@@ -109,14 +109,36 @@ struct Export {
 
 // Reads an option list. False for an unknown option, at which exportfs reads no further.
 bool read_options(const std::string& list, bool* writable) {
-    static constexpr std::string_view known[] = {
-        "secure", "insecure", "sync", "async", "hide", "nohide", "crossmnt", "nocrossmnt", "wdelay",
-        "no_wdelay", "root_squash", "no_root_squash", "all_squash", "no_all_squash",
-        "subtree_check", "no_subtree_check", "auth_nlm", "no_auth_nlm", "secure_locks",
-        "insecure_locks", "acl", "no_acl", "mp", "mountpoint", "pnfs", "no_pnfs", "security_label",
-        "nordirplus"};
-    static constexpr std::string_view with_value[] = {"anonuid=", "anongid=", "fsid=", "mp=",
-                                                      "mountpoint=", "sec=", "refer=", "replicas="};
+    static constexpr std::string_view known[] = {"secure",
+                                                 "insecure",
+                                                 "sync",
+                                                 "async",
+                                                 "hide",
+                                                 "nohide",
+                                                 "crossmnt",
+                                                 "nocrossmnt",
+                                                 "wdelay",
+                                                 "no_wdelay",
+                                                 "root_squash",
+                                                 "no_root_squash",
+                                                 "all_squash",
+                                                 "no_all_squash",
+                                                 "subtree_check",
+                                                 "no_subtree_check",
+                                                 "auth_nlm",
+                                                 "no_auth_nlm",
+                                                 "secure_locks",
+                                                 "insecure_locks",
+                                                 "acl",
+                                                 "no_acl",
+                                                 "mp",
+                                                 "mountpoint",
+                                                 "pnfs",
+                                                 "no_pnfs",
+                                                 "security_label",
+                                                 "nordirplus"};
+    static constexpr std::string_view with_value[] = {
+        "anonuid=", "anongid=", "fsid=", "mp=", "mountpoint=", "sec=", "refer=", "replicas="};
     for (size_t at = 0; at < list.size();) {
         const size_t comma = std::min(list.find(',', at), list.size());
         const std::string option = list.substr(at, comma - at);
@@ -257,8 +279,7 @@ std::string clients_in_words(const std::string& client) {
 
 // A path as exportfs resolves it: one that is not there stays as it is.
 std::string resolved(const Machine& machine, const std::string& path) {
-    return machine.is_there(path) ? machine.place(path).substr(machine.place("/").size() - 1)
-                                  : path;
+    return machine.is_there(path) ? machine.resolved(path) : path;
 }
 
 // --- The check.
@@ -401,8 +422,13 @@ class NfsCheck {
 
     void add(bool exposes, const std::string& file, int line, const std::string& who,
              const Cause& cause) {
-        findings_.push_back({exposes ? Effect::exposes : Effect::breaks, file, line, {Service::nfs},
-                             who, cause.text, cause.cure});
+        findings_.push_back({exposes ? Effect::exposes : Effect::breaks,
+                             file,
+                             line,
+                             {Service::nfs},
+                             who,
+                             cause.text,
+                             cause.cure});
     }
 
     void add_network_finding() {

@@ -217,8 +217,8 @@ bool get_status(const std::string& place, struct stat* status) {
     return stat(place.c_str(), status) == 0;
 }
 
-// Where a path is below a root, each link followed inside the root.
-std::string place_below(const std::string& root, const std::string& path) {
+// A path below a root, each link followed inside the root; empty for too many links.
+std::string resolve(const std::string& root, const std::string& path) {
     std::string done;  // without links, below the root
     std::string to_do = path;
     int links = 0;
@@ -247,7 +247,7 @@ std::string place_below(const std::string& root, const std::string& path) {
                 to_do.substr(std::min(at, to_do.size()));
         at = 0;
     }
-    return root + (done.empty() ? "/" : done);
+    return done.empty() ? "/" : done;
 }
 
 }  // namespace
@@ -259,10 +259,17 @@ Machine::Machine(const std::string& root, const std::string& over) : root_(root)
     people_ = find_people(*this);
 }
 
+std::string Machine::resolved(const std::string& path) const {
+    return resolve(root_, path);
+}
+
 std::string Machine::place(const std::string& path) const {
     struct stat status = {};
-    const std::string above = over_.empty() ? "" : place_below(over_, path);
-    return !above.empty() && get_status(above, &status) ? above : place_below(root_, path);
+    const std::string above = over_.empty() ? "" : resolve(over_, path);
+    if (!above.empty() && get_status(over_ + above, &status))
+        return over_ + above;
+    const std::string below = resolve(root_, path);
+    return below.empty() ? "" : root_ + below;
 }
 
 std::optional<std::string> Machine::file(const std::string& path) const {

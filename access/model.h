@@ -44,6 +44,9 @@ class Machine {
     // Where a path of the appliance is on this machine, each link followed inside the root.
     std::string place(const std::string& path) const;
 
+    // A path of the appliance without links. Empty when they go round in a circle.
+    std::string resolved(const std::string& path) const;
+
     // As after `tavrogen -c` for all services: the program's own writers run, and their files
     // stand in memory. Nothing is written.
     Machine after_run() const;

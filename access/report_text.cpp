@@ -50,12 +50,9 @@ void print_text(const Report& report, FILE* out) {
         const std::string name = row.name.empty() ? "" : printable(row.name) + "  ";
         fprintf(out, "%s%s\n", name.c_str(), printable(row.folder).c_str());
         for (const Cell& cell : row.cells)
-            print_line(out, cell.differs, services_in_words(cell), rights_in_words(report, cell));
-        if (!row.not_serving.empty()) {
-            Cell none;
-            none.services = row.not_serving;
-            print_line(out, false, services_in_words(none), "not served");
-        }
+            print_line(out, cell.differs, in_words(cell.givers), rights_in_words(report, cell));
+        if (!row.not_serving.empty())
+            print_line(out, false, in_words(row.not_serving), "not served");
     }
     for (const Note& note : report.notes) {
         const std::string line = note.line > 0 ? ':' + std::to_string(note.line) : "";

@@ -8,97 +8,87 @@ namespace rights::smb {
 
 namespace {
 
-bool is_blank(int byte) {
+bool is_blank(char byte) {
     return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
-constexpr int end_of_file = -1;
-
-// The bytes of the file.
-class Source {
+// The lines of the file, without blank ones and comments. A backslash at the end of a line, blanks
+// behind it included, continues the line, but not a comment.
+class Lines {
   public:
-    explicit Source(std::string_view text) : text_(text) {}
+    explicit Lines(std::string_view text) : text_(text) {}
 
-    int next_byte() {
-        if (at_ == text_.size())
-            return end_of_file;
-        line_ += text_[at_] == '\n';
-        return static_cast<unsigned char>(text_[at_++]);
-    }
-
-    // As next_byte(); but a backslash that ends a line, blanks behind it included, continues it.
-    int next() {
+    // Returns false at the end of the file.
+    bool next(std::string* line) {
         for (;;) {
-            const int byte = next_byte();
-            size_t end = at_;
-            while (byte == '\\' && end < text_.size() && text_[end] != '\n' && is_blank(text_[end]))
-                ++end;
-            if (byte != '\\' || end == text_.size() || text_[end] != '\n')
-                return byte;
-            at_ = end + 1;
-            ++line_;
+            while (at_ < text_.size() && is_blank(text_[at_]))
+                count(text_[at_++]);
+            if (at_ == text_.size())
+                return false;
+            if (text_[at_] != '#' && text_[at_] != ';')
+                break;
+            at_ = std::min(text_.find('\n', at_), text_.size());
         }
+        number_ = newlines_ + 1;
+        line->clear();
+        for (; at_ < text_.size(); ++at_) {
+            count(text_[at_]);
+            if (text_[at_] != '\n') {
+                *line += text_[at_];
+                continue;
+            }
+            const size_t last = last_of(*line);
+            if (last == std::string::npos || (*line)[last] != '\\')
+                break;
+            line->resize(last);
+        }
+        line->resize(std::min(line->find('\0'), line->size()));
+        return true;
     }
 
-    void step_back() { --at_; }  // not over a newline
-
-    void skip_comment() {
-        int byte = 0;
-        while (byte != '\n' && byte != end_of_file)
-            byte = next_byte();
-    }
-
-    void skip_line() {
-        int byte = 0;
-        while (byte != '\n' && byte != end_of_file)
-            byte = next();
-    }
-
-    int line() const { return line_; }
+    int number() const { return number_; }  // where the line begins
 
   private:
+    static size_t last_of(const std::string& line) { return line.find_last_not_of(" \t\v\f\r"); }
+
+    void count(char byte) { newlines_ += byte == '\n'; }
+
     std::string_view text_;
     size_t at_ = 0;
-    int line_ = 1;
+    int newlines_ = 0;
+    int number_ = 0;
 };
 
-// Text of which each run of blanks counts as its first one.
-class Folded {
-  public:
-    void add(int byte) {
-        const bool blank = is_blank(byte);
-        if (!blank || !after_blank_)
-            text_ += static_cast<char>(byte);
-        after_blank_ = blank;
-    }
-
-    std::string text() const { return text_.c_str(); }  // a NUL ends it
-
-    std::string trimmed() const {
-        std::string text = text_.c_str();
-        if (!text.empty() && is_blank(text.back()))
-            text.pop_back();
-        if (!text.empty() && is_blank(text.front()))
-            text.erase(0, 1);
-        return text;
-    }
-
-  private:
-    std::string text_;
-    bool after_blank_ = false;
-};
-
-// Names of parameters and of special sections: neither case nor blanks count.
-bool is_called(const std::string& text, const char* name) {
-    std::string bare;
+// A text with each run of blanks folded to its first one.
+std::string folded(const std::string& text) {
+    std::string result;
     for (const char byte : text)
+        if (!is_blank(byte) || result.empty() || !is_blank(result.back()))
+            result += byte;
+    return result;
+}
+
+// The same without a blank at its ends.
+std::string trimmed(const std::string& text) {
+    std::string result = folded(text);
+    if (!result.empty() && is_blank(result.back()))
+        result.pop_back();
+    if (!result.empty() && is_blank(result.front()))
+        result.erase(0, 1);
+    return result;
+}
+
+// A name of a parameter or of a special section, in which neither case nor blanks count.
+std::string bare(const std::string& name) {
+    std::string letters;
+    for (const char byte : name)
         if (!is_blank(byte))
-            bare += byte;
-    std::string wanted;
-    for (; *name != '\0'; ++name)
-        if (*name != ' ')
-            wanted += *name;
-    return fold(bare) == wanted;
+            letters += byte;
+    return fold(letters).value_or("");
+}
+
+std::string quoted(const std::string& text) {
+    return '"' + text + '"';
 }
 
 bool is_one_of(const std::string& value, std::initializer_list<const char*> words) {
@@ -131,12 +121,20 @@ List parse_list(const std::string& value) {
 
 class Loader {
   public:
-    explicit Loader(std::string_view text) : source_(text) {}
+    explicit Loader(std::string_view text) : lines_(text) {}
 
     Server load() {
-        while (read_line()) {
+        std::string line;
+        while (lines_.next(&line) && read(line)) {
         }
         finish_section();
+        const auto take = [&](const char* name, std::string* text) {
+            if (const auto at = server_.globals.find(name); at != server_.globals.end())
+                *text = at->second;
+        };
+        take("netbiosname", &server_.netbios_name);
+        take("security", &server_.security);
+        take("winbindseparator", &server_.winbind_separator);
         // Samba writes its own folder and rights over a section for IPC$.
         for (Share& share : server_.shares)
             if (fold(share.name) == "ipc$")
@@ -145,48 +143,23 @@ class Loader {
     }
 
   private:
-    // Returns false at the end of the file, and where Samba gives the file up.
-    bool read_line() {
-        int byte = source_.next_byte();
-        while (byte != end_of_file && is_blank(byte))
-            byte = source_.next_byte();
-        if (byte == end_of_file)
-            return false;
-        const int line = source_.line();
-        if (byte == '[')
-            return read_section(line);
-        if (byte != '#' && byte != ';')
-            return read_parameter(line);
-        source_.skip_comment();
-        return true;
-    }
-
-    bool read_section(int line) {
-        Folded name;
-        for (int byte = 0; (byte = source_.next()) != ']';) {
-            if (byte == '\n' || byte == end_of_file)
-                return give_up(line, "a section has no end");
-            name.add(byte);
+    // Returns false where Samba gives the file up.
+    bool read(const std::string& line) {
+        const int number = lines_.number();
+        if (line.starts_with('[')) {
+            const size_t end = line.find(']');
+            if (end == std::string::npos)
+                return give_up(number, "the name of a section has no end");
+            begin_section(folded(line.substr(1, end - 1)), number);
+            return true;
         }
-        source_.skip_line();
-        begin_section(name.text(), line);
-        return true;
-    }
-
-    bool read_parameter(int line) {
-        source_.step_back();  // a backslash may continue the line
-        Folded name, value;
-        int byte = 0;
-        while ((byte = source_.next()) != '=') {
-            if (byte == '\n' || byte == end_of_file)
-                return true;  // a line without "=" is passed over
-            name.add(byte);
-        }
-        if (name.trimmed().empty())
-            return give_up(line, "a line begins with \"=\"");
-        while ((byte = source_.next()) != '\n' && byte != end_of_file)
-            value.add(byte);
-        set(name.trimmed(), value.trimmed(), line);
+        const size_t equals = line.find('=');
+        if (equals == std::string::npos)
+            return true;  // it is passed over
+        const std::string name = trimmed(line.substr(0, equals));
+        if (name.empty())
+            return give_up(number, "a line begins with \"=\"");
+        set(name, trimmed(line.substr(equals + 1)), number);
         return true;
     }
 
@@ -203,16 +176,13 @@ class Loader {
     void begin_section(const std::string& name, int line) {
         finish_section();
         current_.reset();
-        if (is_called(name, "global") || is_called(name, "globals")) {
+        if (bare(name) == "global" || bare(name) == "globals") {
             server_.sections.push_back({line, {}});
             return;
         }
-        const auto& shares = server_.shares;
-        const auto same = std::find_if(shares.begin(), shares.end(), [&](const Share& share) {
-            return fold(share.name) == fold(name);
-        });
-        current_ = static_cast<size_t>(same - shares.begin());
-        if (same == shares.end()) {
+        const auto [same, is_new] = known_.insert({fold(name), server_.shares.size()});
+        current_ = same->second;
+        if (is_new) {
             server_.shares.push_back(defaults_);
             server_.shares.back().name = name;
             server_.shares.back().line = line;
@@ -227,74 +197,72 @@ class Loader {
         Share& share = server_.shares[*current_];
         if (share.name.empty())
             refuse(share.line, "a share has no name");
-        if (is_called(share.name, "printers"))
+        if (bare(share.name) == "printers")
             share.printable = true;
-        if (share.path.empty() && share.msdfs_proxy.empty() && !is_called(share.name, "homes"))
+        if (share.path.empty() && share.msdfs_proxy.empty() && bare(share.name) != "homes")
             share.available = false;  // also when a later section of this name has a path
     }
 
     void set(const std::string& name, const std::string& value, int line) {
         Share& share = current_ ? server_.shares[*current_] : defaults_;
+        const std::string parameter = bare(name);
         const struct {
-            std::initializer_list<const char*> names;
+            const char* name;
             bool* flag;
             bool inverted;
         } flags[] = {
-            {{"guest ok", "public"}, &share.guest_ok, false},
-            {{"writable", "writeable", "write ok"}, &share.writable, false},
-            {{"read only"}, &share.writable, true},
-            {{"printable", "print ok"}, &share.printable, false},
-            {{"available"}, &share.available, false},
+            {"guestok", &share.guest_ok, false},    {"public", &share.guest_ok, false},
+            {"writable", &share.writable, false},   {"writeable", &share.writable, false},
+            {"writeok", &share.writable, false},    {"readonly", &share.writable, true},
+            {"printable", &share.printable, false}, {"printok", &share.printable, false},
+            {"available", &share.available, false},
         };
-        for (const auto& row : flags)
-            for (const char* known : row.names)
-                if (is_called(name, known)) {
-                    if (is_one_of(value, {"yes", "true", "on", "1"}))
-                        *row.flag = !row.inverted;
-                    else if (is_one_of(value, {"no", "false", "off", "0"}))
-                        *row.flag = row.inverted;
-                    else
-                        refuse(line, name + " is neither yes nor no");
-                }
+        for (const auto& row : flags) {
+            if (parameter != row.name)
+                continue;
+            if (is_one_of(value, {"yes", "true", "on", "1"}))
+                *row.flag = !row.inverted;
+            else if (is_one_of(value, {"no", "false", "off", "0"}))
+                *row.flag = row.inverted;
+            else
+                refuse(line, quoted(name) + " is neither yes nor no");
+        }
         const struct {
             const char* name;
             List* list;
         } lists[] = {
-            {"valid users", &share.valid_users},
-            {"invalid users", &share.invalid_users},
-            {"read list", &share.read_list},
-            {"write list", &share.write_list},
+            {"validusers", &share.valid_users},
+            {"invalidusers", &share.invalid_users},
+            {"readlist", &share.read_list},
+            {"writelist", &share.write_list},
         };
         for (const auto& row : lists)
-            if (is_called(name, row.name))
+            if (parameter == row.name)
                 *row.list = parse_list(value);
         const struct {
             const char* name;
             std::string* text;
-            bool is_global;
         } texts[] = {
-            {"path", &share.path, false},
-            {"directory", &share.path, false},
-            {"comment", &share.comment, false},
-            {"msdfs proxy", &share.msdfs_proxy, false},
-            {"netbios name", &server_.netbios_name, true},
-            {"workgroup", &server_.workgroup, true},
-            {"server string", &server_.comment, true},
-            {"security", &server_.security, true},
-            {"winbind separator", &server_.winbind_separator, true},
+            {"path", &share.path},
+            {"directory", &share.path},
+            {"comment", &share.comment},
+            {"msdfsproxy", &share.msdfs_proxy},
         };
         for (const auto& row : texts)
-            if (is_called(name, row.name) && !(row.is_global && current_))
+            if (parameter == row.name)
                 *row.text = value;
-        if (is_called(name, "csc policy") &&
+        if (parameter == "cscpolicy" &&
             !is_one_of(value, {"manual", "documents", "programs", "disable"}))
-            refuse(line, "an offline policy is unknown: \"" + value + "\"");
+            refuse(line, "Samba knows no offline policy " + quoted(value));
+        if (!current_)
+            server_.globals[parameter] = value;
     }
 
-    Source source_;
+    Lines lines_;
     Server server_;
-    Share defaults_;                // what [global] says for all shares after it
-    std::optional<size_t> current_;  // nothing: [global], or no section yet
+    Share defaults_;  // what [global] says for all shares after it
+    std::map<std::optional<std::string>, size_t> known_;  // shares by their names as compared
+    std::optional<size_t> current_;                       // nothing: [global], or no section yet
 };
 
 // A text without the quotation marks at its ends, unless there are others within.
@@ -311,14 +279,30 @@ constexpr char unknown[] = "\x01";  // in place of what only the moment of the c
 }  // namespace
 
 Server parse(const std::string& text) {
-    return Loader(text).load();
+    Server server = Loader(text).load();
+    for (size_t number = 0; number < server.shares.size(); ++number) {
+        const std::string& name = server.shares[number].name;
+        if (name.find('%') != std::string::npos)
+            server.by_variable.push_back(number);
+        else if (const auto folded = fold(name); folded)
+            server.by_name.insert({*folded, number});
+    }
+    return server;
 }
 
 // smb.conf(5), VARIABLE SUBSTITUTIONS; %$ without a parenthesis is none.
 std::string expand(const Server& server, const std::string& text, const Person& person,
                    const Share* share) {
+    if (text.find('%') == std::string::npos)
+        return text;
+    // Samba looks for no variable behind a letter beyond ASCII where the text is no UTF-8.
+    size_t end_of_search = text.size();
+    if (!is_utf8(text))
+        end_of_search = static_cast<size_t>(
+            std::find_if(text.begin(), text.end(), [](char byte) { return byte >= 0x80; }) -
+            text.begin());
     std::string expanded;
-    for (size_t at = 0; at < text.size(); ++at) {
+    for (size_t at = 0; at < end_of_search; ++at) {
         const char letter = text[at] == '%' && at + 1 < text.size() ? text[at + 1] : '\0';
         const size_t end = text.find(')', at);
         ++at;
@@ -345,6 +329,8 @@ std::string expand(const Server& server, const std::string& text, const Person& 
             expanded += text[--at];
         }
     }
+    if (end_of_search < text.size())
+        expanded += text.substr(end_of_search);
     return expanded;
 }
 
@@ -374,7 +360,8 @@ std::string plain_path(const std::string& path) {
 }
 
 std::string folder_of(const Server& server, const Share& share, const Person& person) {
-    return share.path.empty() ? "" : plain_path(unquoted(expand(server, share.path, person, &share)));
+    return share.path.empty() ? ""
+                              : plain_path(unquoted(expand(server, share.path, person, &share)));
 }
 
 }  // namespace rights::smb

@@ -34,12 +34,14 @@ struct Section {
 };
 
 struct Server {
-    std::string netbios_name, workgroup, comment;
-    std::string security = "user", winbind_separator = "\\";
+    std::map<std::string, std::string> globals;  // of [global]: by their names without blanks
+    std::string netbios_name, security = "user", winbind_separator = "\\";
     std::vector<Share> shares;
     std::vector<Section> sections;
     std::vector<Remark> remarks;
     bool starts = true;
+    std::map<std::string, size_t> by_name;  // the first share of each folded name without variables
+    std::vector<size_t> by_variable;        // the shares whose names have variables
 };
 
 Server parse(const std::string& text);

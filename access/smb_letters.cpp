@@ -5,7 +5,8 @@ namespace rights::smb {
 
 namespace {
 
-// Upper-case letters: every `step`-th one from `first` to `last`; `offset` leads to the lower case.
+// Upper-case letters, in order: every `step`-th one from `first` to `last`; `offset` leads to the
+// lower case.
 constexpr struct {
     unsigned first;
     unsigned last;
@@ -16,9 +17,12 @@ constexpr struct {
 };
 
 unsigned lower_case(unsigned letter) {
-    for (const auto& row : upper_case)
-        if (letter >= row.first && letter <= row.last && (letter - row.first) % row.step == 0)
+    for (const auto& row : upper_case) {
+        if (letter < row.first)
+            break;
+        if (letter <= row.last && (letter - row.first) % row.step == 0)
             return letter + static_cast<unsigned>(row.offset);
+    }
     return letter;
 }
 

@@ -85,10 +85,13 @@ const Share* find(const Server& server, const std::string& name, const Person& p
     const auto folded = fold(name);
     if (!folded || name.find('\\') != std::string::npos)  // which no client can send
         return nullptr;
-    for (const Share& share : server.shares)
-        if (fold(expand(server, share.name, person, nullptr)) == folded)
-            return &share;
-    return nullptr;
+    const auto at = server.by_name.find(*folded);
+    size_t found = at == server.by_name.end() ? server.shares.size() : at->second;
+    for (const size_t number : server.by_variable)
+        if (number < found &&
+            fold(expand(server, server.shares[number].name, person, nullptr)) == folded)
+            found = number;
+    return found < server.shares.size() ? &server.shares[found] : nullptr;
 }
 
 }  // namespace
@@ -136,8 +139,8 @@ Reading read_smb_conf(const Machine& machine) {
         };
         for (size_t number = 0; number < machine.people().size(); ++number) {
             const Person& person = machine.people()[number];
-            const auto access = smb::access_by(
-                server, smb::expand(server, share.name, person, nullptr), person);
+            const auto access =
+                smb::access_by(server, smb::expand(server, share.name, person, nullptr), person);
             grant_in(access.folder).people[number] = access.right;
         }
         const auto access =

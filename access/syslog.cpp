@@ -35,9 +35,8 @@ std::vector<Line> config_lines(const std::string& text) {
         if (joined)
             line.pop_back();
     }
-    std::erase_if(lines, [](const Line& line) {
-        return line.text.empty() || line.text.starts_with('#');
-    });
+    std::erase_if(lines,
+                  [](const Line& line) { return line.text.empty() || line.text.starts_with('#'); });
     return lines;
 }
 
@@ -87,8 +86,7 @@ bool is_host(const std::string& host) {
     in6_addr address6 = {};
     if (host.find_first_of(blanks) != std::string::npos)
         return false;  // inet_aton(3) would let it pass
-    if (inet_aton(host.c_str(), &address) == 1 ||
-        inet_pton(AF_INET6, host.c_str(), &address6) == 1)
+    if (inet_aton(host.c_str(), &address) == 1 || inet_pton(AF_INET6, host.c_str(), &address6) == 1)
         return true;
     const std::string name = host.ends_with('.') ? host.substr(0, host.size() - 1) : host;
     bool numeric = true;  // the last label: no top-level domain is a number
@@ -174,14 +172,22 @@ std::vector<Finding> check_syslog(const Machine& settings) {
         return {};
     std::vector<Finding> findings;
     if (setting(settings, info_file, "syslog_forward").line == 0)
-        findings.push_back({Effect::exposes, info_file, 0, {Service::syslog},
+        findings.push_back({Effect::exposes,
+                            info_file,
+                            0,
+                            {Service::syslog},
                             "the log host gets messages",
                             "the key syslog_forward is missing, which counts as on",
                             "write syslog_forward=off"});
     const Cause odd = odd_target(target.value, read);
     if (!odd.text.empty())
-        findings.push_back({Effect::breaks, info_file, target.line, {Service::syslog},
-                            "no message comes to the log host as a datagram", odd.text, odd.cure});
+        findings.push_back({Effect::breaks,
+                            info_file,
+                            target.line,
+                            {Service::syslog},
+                            "no message comes to the log host as a datagram",
+                            odd.text,
+                            odd.cure});
     return findings;
 }
 
