@@ -160,9 +160,9 @@ bool is_listed(const Login& login, const std::string& list) {
         const size_t comma = std::min(list.find(',', at), list.size());
         const std::string name = list.substr(at, comma - at);
         at = comma + 1;
-        if (name.starts_with('@') ? std::count(login.groups.begin(), login.groups.end(),
-                                               name.substr(1)) > 0
-                                  : !name.empty() && name == login.name)
+        if (name.starts_with('@')
+                ? std::count(login.groups.begin(), login.groups.end(), name.substr(1)) > 0
+                : !name.empty() && name == login.name)
             return true;
     }
     return false;
@@ -219,8 +219,8 @@ std::vector<Grant> read_grants(const Machine& machine, const std::vector<Volume>
         const bool listed = as_utf8(volume.name) == volume.name;
         for (size_t number = 0; number <= machine.people().size(); ++number) {
             const bool guest = number == machine.people().size();
-            const Login login = guest ? Login{"nobody", {}}
-                                      : login_of(machine.people()[number], prefix);
+            const Login login =
+                guest ? Login{"nobody", {}} : login_of(machine.people()[number], prefix);
             Right right = listed && (!guest || guests) ? right_on(volume, login) : Right::none;
             right = without_twins(right, volume, &taken[number]);
             if (guest)
@@ -299,14 +299,18 @@ class AtalkCheck {
     void check_stray(const Grant& grant) {
         const bool is_info = grant.folder == "/mnt/info" && grant.share == "info";
         const auto given = [](Right right) { return right != Right::none; };
-        if (is_info || (!given(grant.guest) &&
-                        std::none_of(grant.people.begin(), grant.people.end(), given)))
+        if (is_info ||
+            (!given(grant.guest) && std::none_of(grant.people.begin(), grant.people.end(), given)))
             return;
         for (const char* file : {usb_share_file, share_file})
             if (const int line = line_without_volume(machine_, file); line > 0) {
-                findings_.push_back({Effect::exposes, file, line, {Service::atalk},
+                findings_.push_back({Effect::exposes,
+                                     file,
+                                     line,
+                                     {Service::atalk},
                                      grant.share + ": the volume is " + grant.folder,
-                                     "the line has no volume", "name the volume"});
+                                     "the line has no volume",
+                                     "name the volume"});
                 return;
             }
     }
@@ -332,8 +336,13 @@ class AtalkCheck {
         }
         std::optional<Finding> finding = compare(machine_, share, Service::atalk, people, guest);
         if (!finding && name != share.name)
-            finding = Finding{Effect::looks, share.file, share.line, {Service::atalk},
-                              share.name + ": its name is shown as \"" + name + '"', "", ""};
+            finding = Finding{Effect::looks,
+                              share.file,
+                              share.line,
+                              {Service::atalk},
+                              share.name + ": its name is shown as \"" + name + '"',
+                              "",
+                              ""};
         if (finding && !elsewhere.empty())
             finding->who += ", the volume is " + elsewhere;
         if (finding && exposes)
@@ -354,8 +363,8 @@ class AtalkCheck {
 
     static Cause name_cause(IntendedShare share, bool folder_is_sound) {
         share.usb = share.usb && !folder_is_sound;  // its name is at fault, not its folder
-        if (share.name.size() > longest_name && share.name.find_first_of(" \"$\t\r") ==
-                                                    std::string::npos)
+        if (share.name.size() > longest_name &&
+            share.name.find_first_of(" \"$\t\r") == std::string::npos)
             return {"the name \"" + share.name + "\" has more than 27 bytes", "take a shorter one"};
         const Cause cause = odd_name(share);
         return cause.text.empty()

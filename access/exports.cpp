@@ -109,45 +109,19 @@ struct Export {
 
 // Reads an option list. False for an unknown option, at which exportfs reads no further.
 bool read_options(const std::string& list, bool* writable) {
-    static constexpr std::string_view known[] = {"secure",
-                                                 "insecure",
-                                                 "sync",
-                                                 "async",
-                                                 "hide",
-                                                 "nohide",
-                                                 "crossmnt",
-                                                 "nocrossmnt",
-                                                 "wdelay",
-                                                 "no_wdelay",
-                                                 "root_squash",
-                                                 "no_root_squash",
-                                                 "all_squash",
-                                                 "no_all_squash",
-                                                 "subtree_check",
-                                                 "no_subtree_check",
-                                                 "auth_nlm",
-                                                 "no_auth_nlm",
-                                                 "secure_locks",
-                                                 "insecure_locks",
-                                                 "acl",
-                                                 "no_acl",
-                                                 "mp",
-                                                 "mountpoint",
-                                                 "pnfs",
-                                                 "no_pnfs",
-                                                 "security_label",
-                                                 "nordirplus"};
-    static constexpr std::string_view with_value[] = {
-        "anonuid=", "anongid=", "fsid=", "mp=", "mountpoint=", "sec=", "refer=", "replicas="};
+    static constexpr char known[] =
+        " rw ro secure insecure sync async hide nohide crossmnt nocrossmnt wdelay no_wdelay root_squash "
+        "no_root_squash all_squash no_all_squash subtree_check no_subtree_check auth_nlm "
+        "no_auth_nlm secure_locks insecure_locks acl no_acl mp mountpoint pnfs no_pnfs "
+        "security_label nordirplus anonuid= anongid= fsid= mp= mountpoint= sec= refer= replicas= ";
     for (size_t at = 0; at < list.size();) {
         const size_t comma = std::min(list.find(',', at), list.size());
         const std::string option = list.substr(at, comma - at);
         at = comma + 1;
         if (option == "rw" || option == "ro")
             *writable = option == "rw";
-        else if (std::find(std::begin(known), std::end(known), option) == std::end(known) &&
-                 std::none_of(std::begin(with_value), std::end(with_value),
-                              [&](std::string_view name) { return option.starts_with(name); }))
+        const size_t name = std::min(option.find('='), option.size() - 1) + 1;
+        if (strstr(known, (' ' + option.substr(0, name) + ' ').c_str()) == nullptr)
             return false;
     }
     return true;
@@ -351,8 +325,7 @@ class NfsCheck {
     void add_stray(const Export& entry) {
         const int line = line_without_volume(machine_, share_file);
         if (line > 0 && matches_hosts(entry.client))
-            add(true, share_file, line,
-                clients_in_words(entry.client) + " may write " + entry.path,
+            add(true, share_file, line, clients_in_words(entry.client) + " may write " + entry.path,
                 {"the line has no volume", "name the volume"});
     }
 

@@ -84,8 +84,7 @@ bool has_all(const std::vector<std::string>& initiators) {
 
 // An initiator that is not denied is let in, and one that is denied, when it is allowed.
 std::vector<std::string> allowed_on(const Machine& machine, const std::string& target) {
-    const auto denied =
-        initiators_of(machine.file("/etc/initiators.deny").value_or(""), target);
+    const auto denied = initiators_of(machine.file("/etc/initiators.deny").value_or(""), target);
     if (!has_all(denied))
         return {"ALL"};
     return initiators_of(machine.file("/etc/initiators.allow").value_or(""), target);
@@ -150,9 +149,8 @@ std::vector<Disk> read_disks(const Machine& machine) {
             disk.target = target;
             disk.path = value_of(machine, file, prefix + "path_lun0", path_room);
             disk.initiators = value_of(machine, file, prefix + "initiators.allow", name_room);
-            disk.unrestricted =
-                disk.initiators.kept.empty() ||
-                setting(machine, file, "iscsi_device0_ip_restrict").value == "off";
+            disk.unrestricted = disk.initiators.kept.empty() ||
+                                setting(machine, file, "iscsi_device0_ip_restrict").value == "off";
             if (!disk.target.kept.empty() && !disk.path.kept.empty())
                 disks.push_back(disk);
         }
