@@ -34,7 +34,7 @@ std::string rights_in_words(const Report& report, const Cell& cell) {
 }
 
 void print_line(FILE* out, bool differs, const std::string& services, const std::string& rights) {
-    fprintf(out, "  %c %-14s %s\n", differs ? '!' : ' ', printable(services, out).c_str(),
+    fprintf(out, "  %c %-20s %s\n", differs ? '!' : ' ', printable(services, out).c_str(),
             printable(rights, out).c_str());
 }
 
