@@ -287,7 +287,7 @@ int main() {
     put('\n');
     write_to(create("/etc/pam_smb.conf"));
     put("optarg:samba\nload_info ItemValue = ", setting("\ndomain="),
-        "\nLoadConfFileString:key=[msdfs_link3_name] not found in /etc/korvel/msdfs.\n"
+        "\nLoadConfFileString:key=[msdfs_link1_name] not found in /etc/korvel/msdfs.\n"
         "file:/etc/samba/smb.conf\n>IconvCodeCharset CodePage=0,charset=",
         setting("\ncodepage="), "\nfile:/etc/pam_smb.conf\n");
     write_to(STDOUT_FILENO);
