@@ -168,8 +168,11 @@ static void put_share(const char*& at) {
     const field name = take(at), volume = take(at), comment = take(at);
     const field rw_users = take(at), rw_groups = take(at), ro_users = take(at),
                 ro_groups = take(at);
-    const bool read_only = at[14] == '1', trashbox = at[17] == '1';  // numbers of one digit
+    // Numbers of one digit.
+    const bool smb = at[0] == '1', read_only = at[14] == '1', trashbox = at[17] == '1';
     at += 25;
+    if (!smb)
+        return;
 
     put('[', name);
     const char* record = hidden.find(name);
