@@ -49,7 +49,8 @@ const char* get_words_with_allocate(const char* cursor, char** target) {
     const size_t length = field_length(cursor);
     *target = static_cast<char*>(malloc(length + 1));
     if (*target == nullptr) {
-        say("get_words_with_allocate:memory allocate fail.");  // Kept: no newline.
+        // Kept: the message has no newline, unlike every other one.
+        say("get_words_with_allocate:memory allocate fail.");
         return nullptr;
     }
     memcpy(*target, cursor, length);

@@ -18,8 +18,8 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
         memcpy(text, replacement, filling);
         return 1;
     }
-    if (gap < filling)
-        say("[waring! utils 187] this routine have a over flow probabirity.\n");  // Kept: as it is.
+    if (gap < filling)  // Kept: the warning is as the scripts know it, its spelling included.
+        say("[waring! utils 187] this routine have a over flow probabirity.\n");
     if (gap == 0)
         return 1;
 
@@ -115,7 +115,8 @@ int VntSambaFormatShaper(char** list, int kind) {
     // An item of one byte and its comma become five bytes at most.
     auto* shaped = static_cast<char*>(malloc(strlen(*list) * 5 / 2 + 3));
     if (shaped == nullptr) {
-        say("utils VntSambaFormatShaper (453)>calloc failed.\n");  // Kept: the number, too.
+        // Kept: the number is as the scripts know it; it is not a line of this file.
+        say("utils VntSambaFormatShaper (453)>calloc failed.\n");
         return 1;
     }
     shape_items(shaped, *list, kind);

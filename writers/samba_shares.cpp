@@ -114,7 +114,7 @@ void write_usb_access(Output& out, const SHARE_INFO& share) {
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
-    with_comma(share.rw_users);  // Kept: a comma also where nothing follows.
+    with_comma(share.rw_users);  // Kept: the comma is there also where nothing follows it.
     put(out, share.rw_groups, "\n");
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
@@ -188,7 +188,7 @@ void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     put(out, "\n");
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
-    // Kept: the comma stands before the groups also where there are no users.
+    // Kept: the comma is there also where there are no users before it.
     put(out, "    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
         share->ro_groups, "\n");
 }
@@ -206,7 +206,7 @@ void write_share(Output& out, SHARE_INFO* share, const SYS_INFO& info, const sid
     put(out,
         "    force create mode = 666\n"
         "    force directory mode = 777\n");
-    // Kept: no line for a share that is not in the list.
+    // Kept: a share that is not in the list has no line, where one expects "disable".
     if (const OFFLINE* offline = lists.offline.find(share->name))
         put(out, "    csc policy = ", offline->enabled ? offline->policy : "disable", "\n");
     write_share_vfs(out, share->name, share->trashbox, lists.vfs);
