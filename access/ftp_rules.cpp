@@ -223,7 +223,11 @@ Access access_in(const Section& outer, const std::string& folder, const Visitor&
                  const Section** decided) {
     if (word_about(&outer, "LOGIN", visitor) == Word::denied)
         return {};
-    const Section* section = section_of(outer, folder + "/file", visitor.user);
+    if (outer.has_user_paths || outer.asked != folder) {
+        outer.asked = folder;
+        outer.answer = section_of(outer, folder + "/file", visitor.user);
+    }
+    const Section* section = outer.answer;
     if (decided != nullptr)
         *decided = section;
     if (section == nullptr)
@@ -240,6 +244,9 @@ bool is_below(const std::string& folder, const std::string& root) {
 void arrange(Section* outer) {
     // Live: the last section of the file is searched first.
     std::reverse(outer->folders.begin(), outer->folders.end());
+    outer->has_user_paths =
+        std::any_of(outer->folders.begin(), outer->folders.end(),
+                    [](const auto& section) { return section->for_each_user; });
     nest(outer);
 }
 
