@@ -211,39 +211,33 @@ class Checker {
 
     // Rights are compared by what is meant: to write without reading is more for who may not
     // write, less for who may.
-    static Right right_of(const ftp::Access& access, Right meant) {
-        if (access.write)
-            return access.read || meant != Right::write ? Right::write : Right::none;
-        return access.read ? Right::read : Right::none;
+    static Right right_of(const ftp::Given& given, Right meant) {
+        if (given.write)
+            return given.read || meant != Right::write ? Right::write : Right::none;
+        return given.read ? Right::read : Right::none;
     }
 
     void check_share(const IntendedShare& share) {
         const bool served = share.services.count(Service::ftp) > 0;
-        const ftp::Section* anonymous_section = nullptr;
-        const ftp::Access anonymous = server_.anonymous(machine_, share.folder, &anonymous_section);
+        const auto& people = machine_.people();
+        const auto all = server_.give(machine_, share.folder);
+        const ftp::Given anonymous = server_.give_without_account(machine_, share.folder);
         const Right guest = right_of(anonymous, served ? share.guest : Right::none);
-        std::vector<Right> given;
+        std::vector<Right> rights;
         std::vector<size_t> others;  // for whom it is not as it is meant
-        const ftp::Section* section = nullptr;
-        for (size_t person = 0; person < machine_.people().size(); ++person) {
+        for (size_t person = 0; person < people.size(); ++person) {
             const Right meant = served ? share.people[person] : Right::none;
-            const Person& who = machine_.people()[person];
-            if (server_.takes_as_anonymous(who.name)) {
-                given.push_back(std::max(guest, meant));  // less is no finding, as for guests
-                continue;
-            }
-            const ftp::Section* decides = nullptr;
-            given.push_back(right_of(server_.access(who, share.folder, &decides), meant));
-            if (given.back() == meant)
-                continue;
-            if (others.empty())
-                section = decides;
-            others.push_back(person);
+            rights.push_back(right_of(all[person], meant));
+            if (server_.takes_as_anonymous(people[person].name))
+                rights.back() = std::max(guest, meant);  // less is no finding, as for guests
+            else if (rights.back() != meant)
+                others.push_back(person);
         }
-        auto finding = compare(machine_, share, Service::ftp, given, guest);
+        auto finding = compare(machine_, share, Service::ftp, rights, guest);
         if (!finding)
             return;
-        explain(&*finding, share, others.empty() ? anonymous_section : section, others);
+        explain(&*finding, share, others.empty() ? anonymous.section : all[others[0]].section,
+                others);
         findings_.push_back(*finding);
     }
 
@@ -312,12 +306,10 @@ class Checker {
     // --- What is no share.
 
     bool is_readable(const std::string& folder) const {
-        const auto reads = [&](const Person& person) {
-            return !server_.takes_as_anonymous(person.name) && server_.access(person, folder).read;
-        };
-        const auto& people = machine_.people();
-        return server_.anonymous(machine_, folder).read ||
-               std::any_of(people.begin(), people.end(), reads);
+        const auto all = server_.give(machine_, folder);
+        return server_.give_without_account(machine_, folder).read ||
+               std::any_of(all.begin(), all.end(),
+                           [](const ftp::Given& given) { return given.read; });
     }
 
     bool is_in_share(const std::string& folder) const {
@@ -354,7 +346,7 @@ class Checker {
             return;
         std::vector<std::string> names;
         for (const IntendedShare& share : shares_)
-            if (server_.anonymous(machine_, share.folder).read)
+            if (server_.give_without_account(machine_, share.folder).read)
                 names.push_back(share.name);
         if (!names.empty())
             add(Effect::exposes, info_file, anonymous.line,
