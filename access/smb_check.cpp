@@ -276,14 +276,9 @@ class Check {
     }
 
     static Cause odd_comment(const std::string& comment) {
-        if (ends_in_backslash(comment))
-            return {"the comment ends in a backslash, which takes the next line with it",
-                    "end it otherwise"};
-        if (comment.find('%') != std::string::npos)
-            return {"the comment has a variable of Samba's", "write it without %"};
-        if (comment.find('"') != std::string::npos)
-            return {"the comment loses a quotation mark at its end", "write it without"};
-        return {"the comment has blanks at its end or several in a row", "take them out"};
+        Cause cause = odd_text(comment);
+        cause.text = "the comment: " + cause.text;
+        return cause;
     }
 
     bool is_merged(const Written& written) const { return twin_of(written) != nullptr; }
@@ -427,37 +422,45 @@ class Check {
 
     // The values of [global] that the settings choose.
     void check_global() {
+        const bool in_domain = server_.security != "user" && server_.security != "share";
+        const Person nobody = smb::guest_account();
         const struct {
             const char* key;
             size_t limit;
             const char* name;
             const char* who;
-            bool decides;  // in a domain: who may log in
+            bool has_variables;
         } rows[] = {
-            {"string", 99, "serverstring", "the server's description", false},
-            {"wins", 19, "winsserver", "the WINS server", false},
-            {"wg", 29, "workgroup", "the workgroup", true},
-            {"ad_dns", 255, "realm", "the realm", true},
+            {"string", 99, "serverstring", "the server's description", true},
+            {"wg", 29, "workgroup", "the workgroup", false},
+            {"ad_dns", 255, "realm", "the realm", false},
         };
-        const bool in_domain = server_.security != "user" && server_.security != "share";
         for (const auto& row : rows) {
             const Setting set = setting(machine_, info_file, row.key);
             const std::string meant = set.value.substr(0, row.limit);
             const auto read = server_.globals.find(row.name);
             if (set.line == 0 || read == server_.globals.end())
                 continue;
-            const std::string shown =
-                smb::expand(server_, read->second, smb::guest_account(), nullptr);
+            const std::string shown = row.has_variables
+                                          ? smb::expand(server_, read->second, nobody, nullptr)
+                                          : read->second;
             if (shown == meant || !smb::is_utf8(shown))
                 continue;
-            add(row.decides && in_domain ? Effect::breaks : Effect::looks, info_file, set.line,
-                std::string(row.who) + ": it is " + quoted(shown),
-                ends_in_backslash(meant)
-                    ? Cause{"a backslash ends it, which takes the next line with it",
-                            "end it otherwise"}
-                    : Cause{"Samba drops and folds blanks, and fills in variables",
-                            "write it otherwise"});
+            add(in_domain && !row.has_variables ? Effect::breaks : Effect::looks, info_file,
+                set.line, std::string(row.who) + ": it is " + quoted(shown), odd_text(meant));
         }
+    }
+
+    // What Samba reads otherwise in a text that is no path and no list.
+    static Cause odd_text(const std::string& text) {
+        if (ends_in_backslash(text))
+            return {"it ends in a backslash, which takes the next line with it",
+                    "end it otherwise"};
+        if (text.find('%') != std::string::npos)
+            return {"it has a variable of Samba's", "write it without %"};
+        if (text.starts_with('"') || text.ends_with('"'))
+            return {"it loses a quotation mark at its end", "write it without"};
+        return {"it has blanks at its end or several in a row", "take them out"};
     }
 
     const Machine& machine_;
