@@ -174,6 +174,8 @@ class Check {
             const auto access = smb::access_by(server, written.name, person, is_guest);
             const bool same = access.share == nullptr || access.folder == written.folder;
             elsewhere = elsewhere || !same;
+            if (is_own(written))
+                return same ? std::min(access.right, meant) : Right::none;
             if (same || (access.right > meant && machine_.is_directory(access.folder)))
                 return access.right;
             return Right::none;  // of the folder that is meant
@@ -182,7 +184,9 @@ class Check {
             given.push_back(right_by(people[number], written.share.people[number], false));
         const Right guest = right_by(smb::guest_account(), written.share.guest, true);
         auto finding = compare(machine_, written.share, Service::smb, given, guest);
-        const std::string others = others_by(server, written, elsewhere);
+        std::string others = others_by(server, written, elsewhere);
+        if (others.empty() && leads_elsewhere(written.share))
+            others = "it is the folder " + written.folder;
         if (others.empty())
             return finding;
         if (!finding) {
@@ -191,19 +195,19 @@ class Check {
             finding->line = written.share.line;
             finding->services = {Service::smb};
         }
-        finding->effect = Effect::exposes;
+        finding->effect =
+            machine_.is_directory(written.folder) || elsewhere ? Effect::exposes : Effect::breaks;
         finding->who += (finding->who.empty() ? written.share.name + ": " : ", ") + others;
         return finding;
     }
 
     // What a share gives of the folders of others, to people who are to have less of them.
     std::string others_by(const smb::Server& server, const Written& written, bool elsewhere) const {
-        const bool is_root = written.share.file == msdfs_file;
-        if (!elsewhere && !is_root && !leads_elsewhere(written))
+        if (!elsewhere && written.share.file != msdfs_file && !leads_elsewhere(written.share))
             return "";
         std::string words;
         for (const IntendedShare& other : shares_) {
-            if (&other - shares_.data() == index_of(written))
+            if (&other - shares_.data() == index_of(written) || leads_elsewhere(other))
                 continue;
             std::vector<size_t> gainers;
             const std::string folder = smb::plain_path(other.folder);
@@ -225,9 +229,14 @@ class Check {
         return words;
     }
 
+    // True for a share of the program's own.
+    static bool is_own(const Written& written) {
+        return written.share.file != share_file && written.share.file != usb_share_file;
+    }
+
     // True when the name or the volume have "." or ".." parts: the folder is another one's.
-    static bool leads_elsewhere(const Written& written) {
-        const std::string path = written.share.folder + '/';
+    static bool leads_elsewhere(const IntendedShare& share) {
+        const std::string path = share.folder + '/';
         return path.find("/./") != std::string::npos || path.find("/../") != std::string::npos;
     }
 
@@ -345,7 +354,8 @@ class Check {
         const auto access = smb::access_by(server_, written.name, smb::guest_account());
         if (ends_in_backslash(share.comment) && !share.read_only)
             return here(odd_comment(share.comment));
-        if (access.share == nullptr || access.folder != written.folder || leads_elsewhere(written))
+        if (access.share == nullptr || access.folder != written.folder ||
+            leads_elsewhere(written.share))
             return here(odd_path(written, access));
         Cause cause = odd_lists(machine_, share);
         if (cause.text.empty())

@@ -8,6 +8,7 @@ import sys
 
 import live_samba
 import study
+from appliance import run
 from live_samba import NOTHING, READ, WRITE
 
 FULL = {"0": WRITE, "1": READ}
@@ -96,9 +97,23 @@ def inside(left, right):
     return (left + "/").startswith(right + "/")
 
 
+def misread_globals():
+    found = []
+    for key, limit, parameter, about in (
+            ("string", 99, "server string", "the server's description"),
+            ("wg", 29, "workgroup", "the workgroup")):
+        meant = study.as_text(os.fsencode(study.setting("info", key))[:limit])
+        read = run("testparm", "-s", f"--parameter-name={parameter}",
+                   study.ROOT / "etc/samba/smb.conf", errors="surrogateescape").stdout
+        variables = key == "string" and re.search("%[A-Zadhijmtvw]", meant)
+        if f"\n{meant}\n" not in f"\n{read}\n" or variables or meant.strip('"') != meant:
+            found.append(study.Misreading(about, False, read[-100:]))
+    return found
+
+
 def misreadings():
     people, shares = People(), meant_shares()
-    found = []
+    found = misread_globals()
     with live_samba.served() as started:
         if not started:
             return [study.Misreading("does not start", False, "")]
@@ -119,10 +134,8 @@ def misreadings():
             for person in [*people.names, None]:
                 meant = share.right(people, person)
                 got, folder = live_samba.access(settings, person, share.client_name)
-                same = folder in ("", os.path.normpath(share.folder))
-                if share.folder + "/" != os.path.normpath(share.folder) + "/":
-                    same = same and not any(part in (".", "..")
-                                            for part in share.folder.split("/"))
+                same = not folder or (folder == os.path.normpath(share.folder) and
+                                      not {".", ".."} & set(share.folder.split("/")))
                 if got != meant or not same:
                     wrong[person] = (meant, got, folder)
                 exposes = exposes or got > meant
@@ -135,7 +148,7 @@ def misreadings():
                 wrong = {}
             if wrong:
                 found.append(study.Misreading(share.name, exposes, wrong))
-            elif listed is not None and listed.get(share.client_name) != share.shown:
+            elif listed and listed.get(share.client_name, share.shown) != share.shown:
                 found.append(study.Misreading(share.name, False, listed.get(share.client_name)))
     return found
 
