@@ -1,6 +1,8 @@
 // Who gains and who loses what between two states of an appliance.
 #include "access/report.h"
 
+#include <algorithm>
+
 namespace rights {
 
 namespace {
@@ -20,8 +22,8 @@ std::map<Holder, Right> holdings_of(const Report& report) {
     std::map<Holder, Right> holdings;
     for (const Row& row : report.rows)
         for (const Cell& cell : row.cells)
-            for (const Service service : cell.services) {
-                const Key key = {row.name.empty() ? row.folder : row.name, service};
+            for (const Giver& giver : cell.givers) {
+                const Key key = {row.name.empty() ? row.folder : row.name, giver.service};
                 const auto hold = [&](const std::string& who, Right right) {
                     Right& held = holdings[{key, who}];
                     held = std::max(held, right);
@@ -39,18 +41,27 @@ struct Change {
     auto operator<=>(const Change&) const = default;
 };
 
+std::string in_words(const std::vector<std::string>& names, const std::vector<Person>& people) {
+    std::vector<std::string> others;
+    for (const std::string& name : names)
+        if (std::none_of(people.begin(), people.end(),
+                         [&](const Person& person) { return person.name == name; }))
+            others.push_back(name);
+    const bool all = people.size() > 1 && names.size() - others.size() == people.size();
+    std::string words = all ? "everyone" : "";
+    for (const std::string& name : all ? others : names)
+        words += (words.empty() ? "" : ", ") + name;
+    return words;
+}
+
 void print(const char* title, const std::map<Change, std::vector<std::string>>& changes,
-           FILE* out) {
+           const std::vector<Person>& people, FILE* out) {
     if (!changes.empty())
         fprintf(out, "%s\n", title);
-    for (const auto& [change, names] : changes) {
-        std::string who;
-        for (const std::string& name : names)
-            who += (who.empty() ? "" : ", ") + name;
-        fprintf(out, "%s: %s over %s: %s -> %s\n", printable(who).c_str(),
-                printable(change.key.first).c_str(), name_of(change.key.second),
+    for (const auto& [change, names] : changes)
+        fprintf(out, "%s: %s over %s: %s -> %s\n", printable(in_words(names, people), out).c_str(),
+                printable(change.key.first, out).c_str(), name_of(change.key.second),
                 in_words(change.before), in_words(change.after));
-    }
 }
 
 }  // namespace
@@ -69,8 +80,8 @@ int print_difference(const Report& before, const Report& after, FILE* out) {
         if (was != is)
             (is > was ? gained : lost)[{holder.first, was, is}].push_back(holder.second);
     }
-    print("More access:", gained, out);
-    print("Less access:", lost, out);
+    print("More access:", gained, after.people, out);
+    print("Less access:", lost, after.people, out);
     return static_cast<int>(gained.size() + lost.size());
 }
 

@@ -109,45 +109,19 @@ struct Export {
 
 // Reads an option list. False for an unknown option, at which exportfs reads no further.
 bool read_options(const std::string& list, bool* writable) {
-    static constexpr std::string_view known[] = {"secure",
-                                                 "insecure",
-                                                 "sync",
-                                                 "async",
-                                                 "hide",
-                                                 "nohide",
-                                                 "crossmnt",
-                                                 "nocrossmnt",
-                                                 "wdelay",
-                                                 "no_wdelay",
-                                                 "root_squash",
-                                                 "no_root_squash",
-                                                 "all_squash",
-                                                 "no_all_squash",
-                                                 "subtree_check",
-                                                 "no_subtree_check",
-                                                 "auth_nlm",
-                                                 "no_auth_nlm",
-                                                 "secure_locks",
-                                                 "insecure_locks",
-                                                 "acl",
-                                                 "no_acl",
-                                                 "mp",
-                                                 "mountpoint",
-                                                 "pnfs",
-                                                 "no_pnfs",
-                                                 "security_label",
-                                                 "nordirplus"};
-    static constexpr std::string_view with_value[] = {
-        "anonuid=", "anongid=", "fsid=", "mp=", "mountpoint=", "sec=", "refer=", "replicas="};
+    static constexpr char known[] =
+        " rw ro secure insecure sync async hide nohide crossmnt nocrossmnt wdelay no_wdelay root_squash "
+        "no_root_squash all_squash no_all_squash subtree_check no_subtree_check auth_nlm "
+        "no_auth_nlm secure_locks insecure_locks acl no_acl mp mountpoint pnfs no_pnfs "
+        "security_label nordirplus anonuid= anongid= fsid= mp= mountpoint= sec= refer= replicas= ";
     for (size_t at = 0; at < list.size();) {
         const size_t comma = std::min(list.find(',', at), list.size());
         const std::string option = list.substr(at, comma - at);
         at = comma + 1;
         if (option == "rw" || option == "ro")
             *writable = option == "rw";
-        else if (std::find(std::begin(known), std::end(known), option) == std::end(known) &&
-                 std::none_of(std::begin(with_value), std::end(with_value),
-                              [&](std::string_view name) { return option.starts_with(name); }))
+        const size_t name = std::min(option.find('='), option.size() - 1) + 1;
+        if (strstr(known, (' ' + option.substr(0, name) + ' ').c_str()) == nullptr)
             return false;
     }
     return true;
@@ -248,6 +222,18 @@ bool lies_in(const Network& inner, const Network& outer) {
     return true;
 }
 
+// True for a mask with zeros before ones, which exportfs takes as it is.
+bool has_holes(const Network& network) {
+    bool ended = false;
+    for (size_t bit = 0; bit < 8 * network.mask.size(); ++bit) {
+        const bool one = (network.mask[bit / 8] & 0x80 >> bit % 8) != 0;
+        if (one && ended)
+            return true;
+        ended = ended || !one;
+    }
+    return false;
+}
+
 bool is_everywhere(const std::string& client) {
     if (client.empty() || client == "*")
         return true;
@@ -290,6 +276,8 @@ class NfsCheck {
           mask_(setting(machine, nfs_file, "nfs_subnetmask")) {
         if (!trimmed(mask_.value).empty())
             network_ = read_network(trimmed(address_.value) + '/' + trimmed(mask_.value));
+        if (network_ && has_holes(*network_))
+            network_.reset();
         for (const IntendedShare& share : intended_shares(machine))
             if (share.services.count(Service::nfs) > 0)
                 shares_.push_back(share);
@@ -301,14 +289,12 @@ class NfsCheck {
         std::vector<std::string> beginnings;
         for (const IntendedShare& share : shares_)
             beginnings.push_back(share.folder + ' ');
-        const std::vector<int> lines = lines_that_begin(text, beginnings);
+        const std::vector<Span> spans = spans_of(text, beginnings);
         const bool sound_network = is_sound_network();
         for (size_t number = 0; number < shares_.size(); ++number) {
             const IntendedShare& share = shares_[number];
-            const int end = number + 1 < lines.size() ? lines[number + 1] : INT_MAX;
-            const bool served = is_served(share);
             bool exposed = false;
-            std::string who = words_for(lines[number], end, served, &exposed);
+            const std::string who = words_for(spans[number], is_served(share), &exposed);
             if (who.empty())
                 continue;
             const bool sound = is_sound(share);
@@ -327,10 +313,22 @@ class NfsCheck {
         }
         if (!network_words_.empty())
             add_network_finding();
+        for (const Export& entry : table_.exports)
+            if (std::none_of(spans.begin(), spans.end(),
+                             [&](const Span& span) { return span.holds(entry.line); }))
+                add_stray(entry);
         return findings_;
     }
 
   private:
+    // An export that is no share's, such as that of a line without a volume.
+    void add_stray(const Export& entry) {
+        const int line = line_without_volume(machine_, share_file);
+        if (line > 0 && matches_hosts(entry.client))
+            add(true, share_file, line, clients_in_words(entry.client) + " may write " + entry.path,
+                {"the line has no volume", "name the volume"});
+    }
+
     bool is_meant(const Export& entry) const {
         const auto network = read_network(entry.client);
         const std::string path = resolved(machine_, entry.path);
@@ -346,16 +344,16 @@ class NfsCheck {
             const auto network = read_network(entry.client);
             return entry.writable && resolved(machine_, entry.path) == folder &&
                    (is_everywhere(entry.client) ||
-                    (network && network_ && lies_in(*network_, *network)));
+                    (network && (!network_ || lies_in(*network_, *network))));
         });
     }
 
     // What these lines of the file export otherwise than meant; empty: nothing.
-    std::string words_for(int begin, int end, bool served, bool* exposed) const {
+    std::string words_for(const Span& span, bool served, bool* exposed) const {
         std::string words;
         for (const Export& entry : table_.exports) {
-            if (entry.line < begin || entry.line >= end || is_meant(entry) ||
-                !matches_hosts(entry.client) || !is_address_or_pattern(entry.client))
+            if (!span.holds(entry.line) || is_meant(entry) || !matches_hosts(entry.client) ||
+                !is_address_or_pattern(entry.client))
                 continue;
             *exposed = true;
             words += (words.empty() ? "" : ", ") + clients_in_words(entry.client) +
@@ -407,7 +405,8 @@ class NfsCheck {
     }
 
     void add_network_finding() {
-        const bool sound_address = read_network(address_.value).has_value();
+        const bool sound_address = address_.value.find('/') == std::string::npos &&
+                                   read_network(address_.value).has_value();
         const Setting& odd = sound_address ? mask_ : address_;
         const std::string value = '"' + odd.value + '"';
         const std::string kind = sound_address ? "network mask" : "network address";

@@ -32,11 +32,21 @@ struct Section {
     std::vector<Limit> limits;  // the last one of the file first
     // In the order in which the server searches.
     std::vector<std::unique_ptr<Section>> folders;
+    bool has_user_paths = false;  // below it, at any depth
+
+    // The last folder that was asked about, and the answer. It is that for everybody if there are
+    // no paths of users.
+    mutable std::string asked;
+    mutable const Section* answer = nullptr;
 
     // Of an <Anonymous>: the account, and further names for it.
     std::string user;
     std::vector<std::string> aliases;
 };
+
+// Brings the folders of the server or of an <Anonymous> from the order of the file, without any
+// nesting, into that in which the server searches.
+void arrange(Section* outer);
 
 struct Access {
     bool read = false;

@@ -27,31 +27,46 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
-std::vector<int> lines_that_begin(const std::string& file, const std::vector<std::string>& texts) {
-    const std::string lines = '\n' + file;  // so each line begins with a newline
-    std::vector<int> numbers;
-    int number = 0;
-    size_t counted = 0, next = 0;
+std::vector<Span> spans_of(const std::string& file, const std::vector<std::string>& texts) {
+    const std::vector<std::string> lines = lines_of(file);
+    std::vector<Span> spans;
+    size_t next = 0;
     for (const std::string& text : texts) {
-        const size_t found = lines.find('\n' + text, next);
-        if (found != std::string::npos) {
-            for (next = found + 1; counted < next; ++counted)
-                number += lines[counted] == '\n';
+        size_t at = next;
+        while (at < lines.size() && !lines[at].starts_with(text))
+            ++at;
+        if (at == lines.size()) {
+            spans.push_back({});
+            continue;
         }
-        numbers.push_back(std::max(number, 1));
+        next = at + 1;
+        while (next < lines.size() && !lines[next].starts_with("/mnt/"))
+            ++next;
+        spans.push_back({static_cast<int>(at) + 1, static_cast<int>(next) + 1});
     }
-    return numbers;
+    return spans;
 }
 
 std::vector<std::string> fields_of(const std::string& line) {
+    constexpr std::string_view ends("<>\0", 3);
     std::vector<std::string> fields;
-    const size_t length = std::min(line.find('\0'), line.size());  // a C text ends there
-    for (size_t at = 0; at < length;) {
-        const size_t end = std::min(line.find_first_of("<>", at), length);
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = std::min(line.find_first_of(ends, at), line.size());
         fields.push_back(line.substr(at, end - at));
         at = end + 2;
     }
     return fields;
+}
+
+int line_without_volume(const Machine& machine, const std::string& path) {
+    int number = 0;
+    for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
+        ++number;
+        const auto fields = fields_of(line);
+        if (!fields.empty() && (fields.size() < 2 || fields[1].empty()))
+            return number;
+    }
+    return 0;
 }
 
 std::vector<std::string> names_in(const std::string& list) {

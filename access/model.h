@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <stdio.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,9 +72,18 @@ Setting setting(const Machine& machine, const std::string& path, const std::stri
 // The lines of a text, without their newlines.
 std::vector<std::string> lines_of(const std::string& text);
 
-// The number of the line that begins with each text, found in the order of the texts; the line of
-// the text before for one that is not there, and 1 at the start.
-std::vector<int> lines_that_begin(const std::string& file, const std::vector<std::string>& texts);
+// Lines of a written file, from 1: `begin` up to `end`, which is not one of them.
+struct Span {
+    int begin = 0;
+    int end = 0;
+
+    bool holds(int line) const { return line >= begin && line < end; }
+};
+
+// Where each share stands in a file that gives a line to each: from the line that begins with the
+// share's text up to the next that begins with /mnt/. Found in the order of the texts; empty for a
+// text that is not there.
+std::vector<Span> spans_of(const std::string& file, const std::vector<std::string>& texts);
 
 // The fields of a line of a list file; the program's own cut to a field's size is not made.
 std::vector<std::string> fields_of(const std::string& line);
@@ -127,6 +137,7 @@ struct Target {
 };
 struct TargetReading {
     bool present = false;
+    Target discovery;  // its accounts; for the search for targets
     std::vector<Target> targets;
     std::vector<Remark> remarks;
 };
@@ -147,6 +158,9 @@ struct LogReading {
     std::vector<Remark> remarks;
 };
 LogReading read_syslog_conf(const Machine& machine);
+
+// The first line of a share list that has text but no volume, and so stands for no share; 0: none.
+int line_without_volume(const Machine& machine, const std::string& path);
 
 constexpr char share_file[] = "/etc/korvel/shareinfo";
 constexpr char usb_share_file[] = "/etc/korvel/usbshareinfo";
@@ -205,6 +219,10 @@ struct Cause {
 };
 Cause odd_lists(const Machine& machine, const IntendedShare& share);
 Cause odd_name(const IntendedShare& share);
+
+// A text for one line: its newlines and, where they would reach a terminal, all control characters
+// are octal escapes.
+std::string printable(const std::string& text, FILE* out);
 
 // Valid UTF-8: each byte that is none becomes U+FFFD.
 std::string as_utf8(const std::string& text);

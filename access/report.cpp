@@ -99,9 +99,7 @@ class Maker {
         for (Cell& other : row->cells)
             if (other.people == cell.people && other.guest == cell.guest &&
                 other.clients == cell.clients) {
-                if (std::count(other.services.begin(), other.services.end(), cell.services[0]) == 0)
-                    other.services.push_back(cell.services[0]);
-                other.shares.insert(other.shares.end(), cell.shares.begin(), cell.shares.end());
+                other.givers.push_back(cell.givers[0]);
                 return;
             }
         row->cells.push_back(cell);
@@ -117,13 +115,13 @@ class Maker {
         for (const Grant& grant : reading.grants) {
             Row& row = row_of(grant.folder, grant.share);
             Cell cell;
-            cell.services = {service};
+            cell.givers = {{service, ""}};
             cell.guest = grant.guest;
             if (grant.share != grant.folder && !grant.share.empty() && grant.share != row.name) {
                 if (row.name.empty() && !row.is_share)
                     row.name = grant.share;
                 else
-                    cell.shares = {grant.share};
+                    cell.givers[0].share = grant.share;
             }
             if (knows_people(service))
                 for (const size_t person : asked_)
@@ -135,10 +133,12 @@ class Maker {
         for (Row& row : report_.rows) {
             const bool serves =
                 std::any_of(row.cells.begin(), row.cells.end(), [&](const Cell& cell) {
-                    return std::count(cell.services.begin(), cell.services.end(), service) > 0;
+                    return std::any_of(
+                        cell.givers.begin(), cell.givers.end(),
+                        [&](const Giver& giver) { return giver.service == service; });
                 });
             if (!serves && row.is_share && knows_people(service))
-                row.not_serving.push_back(service);
+                row.not_serving.push_back({service, ""});
         }
     }
 
@@ -149,7 +149,7 @@ class Maker {
             row.name = target.name;
             row.folder = target.path;
             Cell cell;
-            cell.services = {Service::iscsi};
+            cell.givers = {{Service::iscsi, ""}};
             cell.guest = Right::write;
             for (const std::string& address : target.allowed)
                 cell.clients += (cell.clients.empty() ? "" : ", ") +
@@ -176,7 +176,7 @@ class Maker {
             const bool for_all = first->guest >= cell.guest &&
                                  std::all_of(first->people.begin(), first->people.end(),
                                              [&](Right right) { return right >= cell.guest; });
-            cell.differs = knows_people(cell.services[0]) || !for_all;
+            cell.differs = knows_people(cell.givers[0].service) || !for_all;
         }
     }
 
@@ -208,30 +208,17 @@ std::vector<std::string> people_with(const Report& report, const Cell& cell, Rig
 std::string clients_in_words(const Cell& cell) {
     const bool known = cell.clients != "everywhere" && !cell.clients.starts_with("everywhere,");
     return (known ? "" : "from ") + cell.clients + (cell.guest == Right::write ? " rw" : " r") +
-           (cell.services[0] == Service::nfs ? ", whoever the user" : "");
+           (cell.givers[0].service == Service::nfs ? ", whoever the user" : "");
 }
 
-std::string services_in_words(const Cell& cell) {
+std::string in_words(const std::vector<Giver>& givers) {
     std::string words;
-    for (const Service service : cell.services)
-        words += (words.empty() ? "" : ", ") + std::string(name_of(service));
-    for (const std::string& share : cell.shares)
-        words += " [" + share + ']';
-    return words;
-}
-
-std::string printable(const std::string& text) {
-    std::string shown;
-    for (const char byte : text) {
-        const unsigned value = static_cast<unsigned char>(byte);
-        if (value >= ' ' && value != 127) {
-            shown += byte;
-            continue;
-        }
-        for (const unsigned shift : {6U, 3U, 0U})
-            shown += (shift == 6 ? "\\" : "") + std::to_string(value >> shift & 7);
+    for (const Giver& giver : givers) {
+        words += (words.empty() ? "" : ", ") + std::string(name_of(giver.service));
+        if (!giver.share.empty())
+            words += " [" + giver.share + ']';
     }
-    return shown;
+    return words;
 }
 
 }  // namespace rights

@@ -7,11 +7,16 @@
 
 namespace rights {
 
-// What one service gives of a folder. Equal cells of one folder share a line of the report.
+// A service that gives a folder.
+struct Giver {
+    Service service;
+    std::string share;  // as the clients see it, where it is not called like the row
+};
+
+// What services give of a folder. Those that give the same have one cell.
 struct Cell {
-    std::vector<Service> services;
-    std::vector<std::string> shares;  // the names that the clients see, where not the row's
-    std::vector<Right> people;        // one for each of Report::people; empty: whoever the user
+    std::vector<Giver> givers;
+    std::vector<Right> people;  // one for each of Report::people; empty: whoever the user
     Right guest = Right::none;
     std::string clients;   // of services that know no people: from where
     bool differs = false;  // from the first cell of its row that gives something
@@ -23,7 +28,7 @@ struct Row {
     std::string folder;  // absolute path
     bool is_share = false;
     std::vector<Cell> cells;
-    std::vector<Service> not_serving;  // those whose file is there, of a share
+    std::vector<Giver> not_serving;  // those whose file is there, of a share
 };
 
 struct Note {
@@ -51,11 +56,8 @@ std::vector<std::string> people_with(const Report& report, const Cell& cell, Rig
 // From where, and who: of a cell whose service knows no people.
 std::string clients_in_words(const Cell& cell);
 
-// "SMB, FTP", with the names of the shares where they are others than the row's.
-std::string services_in_words(const Cell& cell);
-
-// A text for a terminal: control characters as octal escapes.
-std::string printable(const std::string& text);
+// "SMB [backup$], FTP".
+std::string in_words(const std::vector<Giver>& givers);
 
 void print_text(const Report& report, FILE* out);
 void print_html(const Report& report, const std::string& title, FILE* out);

@@ -42,7 +42,7 @@ constexpr char legend[] =
 
 std::string escaped(const std::string& text) {
     std::string safe;
-    for (const char byte : printable(as_utf8(text)))
+    for (const char byte : as_utf8(text))
         switch (byte) {
             case '&':
                 safe += "&amp;";
@@ -157,12 +157,10 @@ class Page {
             fputs("</tr>\n", out_);
         }
         if (lines > row.cells.size() || lines == 0) {
-            Cell none;
-            none.services = row.not_serving;
             fprintf(out_,
                     "%s<th scope=\"row\" class=\"off\">%s</th><td class=\"free off\" "
                     "colspan=\"%zu\">not served</td></tr>\n",
-                    start, services_in_words(none).c_str(), last_ - first_ + 1);
+                    start, in_words(row.not_serving).c_str(), last_ - first_ + 1);
         }
         fputs("</tbody>\n", out_);
     }
@@ -170,7 +168,7 @@ class Page {
     // `other`: the cell that this one differs from, if it does.
     void print_cell(const Cell& cell, const Cell* other) {
         fprintf(out_, "<th scope=\"row\"%s>%s%s</th>", other != nullptr ? " class=\"d\"" : "",
-                other != nullptr ? "! " : "", escaped(services_in_words(cell)).c_str());
+                other != nullptr ? "! " : "", escaped(in_words(cell.givers)).c_str());
         if (!cell.clients.empty()) {
             fprintf(out_, "<td class=\"free %c%s\" colspan=\"%zu\">%s%s</td>",
                     cell.guest == Right::write ? 'w' : 'r', other != nullptr ? " d" : "",

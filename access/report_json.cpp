@@ -35,8 +35,11 @@ std::string list_of(const Items& items, Literal literal) {
     return '[' + list + ']';
 }
 
-std::string services_of(const std::vector<Service>& services) {
-    return list_of(services, [](Service service) { return quoted(name_of(service)); });
+std::string givers_in_json(const std::vector<Giver>& givers) {
+    return list_of(givers, [](const Giver& giver) {
+        const std::string share = giver.share.empty() ? "" : ", \"as\": " + quoted(giver.share);
+        return "{\"name\": " + quoted(name_of(giver.service)) + share + '}';
+    });
 }
 
 std::string cell_in_json(const Report& report, const Cell& cell) {
@@ -45,9 +48,7 @@ std::string cell_in_json(const Report& report, const Cell& cell) {
         if (cell.people[person] != Right::none)
             people += (people.empty() ? "" : ", ") + quoted(report.people[person].name) + ": \"" +
                       in_word(cell.people[person]) + '"';
-    std::string json = "{\"services\": " + services_of(cell.services);
-    if (!cell.shares.empty())
-        json += ", \"called\": " + list_of(cell.shares, quoted);
+    std::string json = "{\"services\": " + givers_in_json(cell.givers);
     json += ", \"people\": {" + people + "}, \"guests\": \"" + in_word(cell.guest) + '"';
     if (!cell.clients.empty())
         json += ", \"clients\": " + quoted(cell.clients);
@@ -57,7 +58,7 @@ std::string cell_in_json(const Report& report, const Cell& cell) {
 std::string row_in_json(const Report& report, const Row& row) {
     return "\n    {\"name\": " + quoted(row.name) + ", \"folder\": " + quoted(row.folder) +
            ", \"share\": " + (row.is_share ? "true" : "false") +
-           ", \"not served by\": " + services_of(row.not_serving) + ", \"rights\": " +
+           ", \"not served by\": " + givers_in_json(row.not_serving) + ", \"rights\": " +
            list_of(row.cells, [&](const Cell& cell) { return cell_in_json(report, cell); }) + '}';
 }
 

@@ -9,6 +9,7 @@ import os
 import pathlib
 import re
 import shutil
+import subprocess
 
 import draw
 from appliance import SOURCE, run
@@ -36,7 +37,8 @@ def write_drawn(kind, seed, *services, **options):
 def findings(service):
     """The lint's findings on ROOT for one service: pairs of effect and text."""
     lint = pathlib.Path(os.environ["TAVROGEN"]).with_name("tavrogen-lint")
-    said = run(lint, "--root", ROOT, errors="surrogateescape").stdout
+    said = as_text(subprocess.run([lint, "--root", ROOT], stdout=subprocess.PIPE, timeout=30,
+                                  check=False).stdout)
     matches = map(FINDING.fullmatch, re.split(r"\n(?=/etc/korvel/)", said.rstrip("\n")))
     found = [match for match in matches if match]
     assert said == "" or found, said
@@ -48,7 +50,7 @@ def listed(name, separator="<>"):
     """The fields of each line of a list file, as the program cuts them."""
     path = ROOT / "etc/korvel" / name
     lines = as_text(path.read_bytes()).split("\n")[:-1] if path.exists() else []
-    return [re.split("[<>].?", line.split("\0")[0]) for line in lines]
+    return [re.split("[<>\0].?", line, flags=re.S) for line in lines]
 
 
 def setting(name, key):
