@@ -59,8 +59,8 @@ void print(const char* title, const std::map<Change, std::vector<std::string>>& 
     if (!changes.empty())
         fprintf(out, "%s\n", title);
     for (const auto& [change, names] : changes)
-        fprintf(out, "%s: %s over %s: %s -> %s\n", printable(in_words(names, people)).c_str(),
-                printable(change.key.first).c_str(), name_of(change.key.second),
+        fprintf(out, "%s: %s over %s: %s -> %s\n", printable(in_words(names, people), out).c_str(),
+                printable(change.key.first, out).c_str(), name_of(change.key.second),
                 in_words(change.before), in_words(change.after));
 }
 

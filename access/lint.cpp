@@ -92,48 +92,94 @@ bool is_readable(const Machine& machine) {
     return true;
 }
 
-auto place(const Finding& finding) {
+// What services do about one cause.
+struct Joined {
+    std::vector<Finding> parts;
+
+    const Finding& first() const { return parts.front(); }
+    Effect effect() const {
+        return std::min_element(parts.begin(), parts.end(),
+                                [](const Finding& left, const Finding& right) {
+                                    return left.effect < right.effect;
+                                })
+            ->effect;
+    }
+};
+
+auto cause_of(const Finding& finding) {
     return std::tie(finding.file, finding.line, finding.cause);
 }
 
 // The findings of all services, those of one cause joined, worst first.
-std::vector<Finding> find_all(const Machine& machine) {
+std::vector<Joined> find_all(const Machine& machine) {
     using Check = std::vector<Finding>(const Machine&);
     static constexpr Check* checks[] = {rights::check_smb,   rights::check_ftp,
                                         rights::check_atalk, rights::check_nfs,
                                         rights::check_iscsi, rights::check_syslog};
     const Machine settings = machine.after_run();
-    std::vector<Finding> joined;
+    std::vector<Joined> all;
     for (Check* check : checks)
         for (const Finding& finding : check(settings)) {
-            const auto same = std::find_if(joined.begin(), joined.end(), [&](const Finding& other) {
-                return place(other) == place(finding) && !finding.cause.empty();
+            const auto same = std::find_if(all.begin(), all.end(), [&](const Joined& other) {
+                return cause_of(other.first()) == cause_of(finding);
             });
-            if (same == joined.end()) {
-                joined.push_back(finding);
-                continue;
-            }
-            same->services.insert(finding.services.begin(), finding.services.end());
-            same->effect = std::min(same->effect, finding.effect);
-            if (same->who.find(finding.who) == std::string::npos)
-                same->who += "; " + finding.who;
+            if (same == all.end())
+                all.push_back({{finding}});
+            else
+                same->parts.push_back(finding);
         }
-    std::stable_sort(joined.begin(), joined.end(), [](const Finding& left, const Finding& right) {
-        return std::tie(left.effect, left.file, left.line) <
-               std::tie(right.effect, right.file, right.line);
+    const auto badness = [](const Joined& joined) {
+        return std::make_tuple(joined.effect(), joined.first().file, joined.first().line);
+    };
+    std::stable_sort(all.begin(), all.end(), [&](const Joined& left, const Joined& right) {
+        return badness(left) < badness(right);
     });
-    return joined;
+    return all;
 }
 
-void print(const Finding& finding) {
-    std::string services;
-    for (const rights::Service service : finding.services)
-        services += (services.empty() ? "" : ", ") + std::string(rights::name_of(service));
-    const std::string line = finding.line > 0 ? ':' + std::to_string(finding.line) : "";
-    const std::string cure = finding.cure.empty() ? "" : ", " + finding.cure;
-    printf("%s%s: %s: %s: %s: %s%s\n", finding.file.c_str(), line.c_str(), services.c_str(),
-           effects[static_cast<int>(finding.effect)], finding.who.c_str(), finding.cause.c_str(),
-           cure.c_str());
+using Services = std::set<rights::Service>;
+
+std::string in_words(const Services& services) {
+    std::string words;
+    for (const rights::Service service : services)
+        words += (words.empty() ? "" : ", ") + std::string(rights::name_of(service));
+    return words;
+}
+
+// "NAME: what", by services where they do not all do the same: "NAME: SMB: what; NAME: FTP: else".
+std::string who_in_words(const Joined& joined) {
+    using Hit = std::pair<std::string, std::string>;  // who, and what happens to him
+    std::map<Hit, Services> services_of;
+    Services all;
+    for (const Finding& part : joined.parts) {
+        const size_t colon = part.who.find(": ");
+        const size_t end = std::min(colon, part.who.size());
+        const Hit hit = {part.who.substr(0, end), part.who.substr(end)};
+        services_of[hit].insert(part.services.begin(), part.services.end());
+        all.insert(part.services.begin(), part.services.end());
+    }
+    std::map<std::pair<Services, std::string>, std::string> names_of;
+    for (const auto& [hit, services] : services_of) {
+        std::string& names = names_of[{services, hit.second}];
+        names += (names.empty() ? "" : ", ") + hit.first;
+    }
+    std::string words;
+    for (const auto& [hit, names] : names_of)
+        words += (words.empty() ? "" : "; ") + names +
+                 (hit.first == all ? "" : ": " + in_words(hit.first)) + hit.second;
+    return words;
+}
+
+void print(const Joined& joined) {
+    Services services;
+    for (const Finding& part : joined.parts)
+        services.insert(part.services.begin(), part.services.end());
+    const Finding& first = joined.first();
+    const std::string line = first.line > 0 ? ':' + std::to_string(first.line) : "";
+    const std::string text =
+        in_words(services) + ": " + effects[static_cast<int>(joined.effect())] + ": " +
+        who_in_words(joined) + ": " + first.cause + (first.cure.empty() ? "" : ", ") + first.cure;
+    printf("%s%s: %s\n", first.file.c_str(), line.c_str(), rights::printable(text, stdout).c_str());
 }
 
 int lint(const Options& options) {
@@ -141,9 +187,9 @@ int lint(const Options& options) {
     if (!is_readable(machine))
         return trouble;
     int status = clean;
-    for (const Finding& finding : find_all(machine))
-        if (finding.effect <= options.at_least) {
-            print(finding);
+    for (const Joined& joined : find_all(machine))
+        if (joined.effect() <= options.at_least) {
+            print(joined);
             status = found;
         }
     return status;

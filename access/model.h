@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <stdio.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -218,6 +219,10 @@ struct Cause {
 };
 Cause odd_lists(const Machine& machine, const IntendedShare& share);
 Cause odd_name(const IntendedShare& share);
+
+// A text for one line: its newlines and, where they would reach a terminal, all control characters
+// are octal escapes.
+std::string printable(const std::string& text, FILE* out);
 
 // Valid UTF-8: each byte that is none becomes U+FFFD.
 std::string as_utf8(const std::string& text);

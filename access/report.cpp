@@ -221,18 +221,4 @@ std::string in_words(const std::vector<Giver>& givers) {
     return words;
 }
 
-std::string printable(const std::string& text) {
-    std::string shown;
-    for (const char byte : text) {
-        const unsigned value = static_cast<unsigned char>(byte);
-        if (value >= ' ' && value != 127) {
-            shown += byte;
-            continue;
-        }
-        for (const unsigned shift : {6U, 3U, 0U})
-            shown += (shift == 6 ? "\\" : "") + std::to_string(value >> shift & 7);
-    }
-    return shown;
-}
-
 }  // namespace rights

@@ -59,9 +59,6 @@ std::string clients_in_words(const Cell& cell);
 // "SMB [backup$], FTP".
 std::string in_words(const std::vector<Giver>& givers);
 
-// A text for a terminal: control characters as octal escapes.
-std::string printable(const std::string& text);
-
 void print_text(const Report& report, FILE* out);
 void print_html(const Report& report, const std::string& title, FILE* out);
 void print_json(const Report& report, FILE* out);

@@ -42,7 +42,7 @@ constexpr char legend[] =
 
 std::string escaped(const std::string& text) {
     std::string safe;
-    for (const char byte : printable(as_utf8(text)))
+    for (const char byte : as_utf8(text))
         switch (byte) {
             case '&':
                 safe += "&amp;";

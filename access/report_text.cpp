@@ -34,8 +34,8 @@ std::string rights_in_words(const Report& report, const Cell& cell) {
 }
 
 void print_line(FILE* out, bool differs, const std::string& services, const std::string& rights) {
-    fprintf(out, "  %c %-14s %s\n", differs ? '!' : ' ', printable(services).c_str(),
-            printable(rights).c_str());
+    fprintf(out, "  %c %-20s %s\n", differs ? '!' : ' ', printable(services, out).c_str(),
+            printable(rights, out).c_str());
 }
 
 }  // namespace
@@ -47,8 +47,8 @@ void print_text(const Report& report, FILE* out) {
             fputs("--- No shares, but reachable\n", out);
             others = true;
         }
-        const std::string name = row.name.empty() ? "" : printable(row.name) + "  ";
-        fprintf(out, "%s%s\n", name.c_str(), printable(row.folder).c_str());
+        const std::string name = row.name.empty() ? "" : printable(row.name, out) + "  ";
+        fprintf(out, "%s%s\n", name.c_str(), printable(row.folder, out).c_str());
         for (const Cell& cell : row.cells)
             print_line(out, cell.differs, in_words(cell.givers), rights_in_words(report, cell));
         if (!row.not_serving.empty())
@@ -56,7 +56,8 @@ void print_text(const Report& report, FILE* out) {
     }
     for (const Note& note : report.notes) {
         const std::string line = note.line > 0 ? ':' + std::to_string(note.line) : "";
-        fprintf(out, "%s%s: %s\n", note.file.c_str(), line.c_str(), printable(note.text).c_str());
+        fprintf(out, "%s%s: %s\n", note.file.c_str(), line.c_str(),
+                printable(note.text, out).c_str());
     }
 }
 

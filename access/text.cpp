@@ -1,5 +1,7 @@
-// Tells UTF-8 from other bytes.
+// Texts as they can be shown.
 #include "access/model.h"
+
+#include <unistd.h>
 
 namespace rights {
 
@@ -35,6 +37,22 @@ std::string as_utf8(const std::string& text) {
         at += length > 0 ? length : 1;
     }
     return valid;
+}
+
+std::string printable(const std::string& text, FILE* out) {
+    const bool to_terminal = isatty(fileno(out)) != 0;
+    std::string shown;
+    for (const char byte : text) {
+        const unsigned value = static_cast<unsigned char>(byte);
+        if (byte != '\n' && (!to_terminal || (value >= ' ' && value != 127))) {
+            shown += byte;
+            continue;
+        }
+        char escape[8];
+        snprintf(escape, sizeof escape, "\\%03o", value);
+        shown += escape;
+    }
+    return shown;
 }
 
 }  // namespace rights
