@@ -32,6 +32,7 @@ struct Section {
     std::vector<Limit> limits;  // the last one of the file first
     // In the order in which the server searches.
     std::vector<std::unique_ptr<Section>> folders;
+
     // Of an <Anonymous>: the account, and further names for it.
     std::string user;
     std::vector<std::string> aliases;
@@ -45,7 +46,10 @@ void arrange(Section* outer);
 struct Given {
     bool read = false;
     bool write = false;
-    const Section* section = nullptr;  // the <Directory> that says so, if there is one
+    const Section* section = nullptr;  // that of the files, if they have one
+    // Those whose limits say so, if there are any.
+    const Section* read_by = nullptr;
+    const Section* write_by = nullptr;
 };
 
 // The path without ".", ".." and doubled slashes.

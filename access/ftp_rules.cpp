@@ -194,8 +194,13 @@ Word word_of(const Limit& limit, const Visitor& visitor) {
     return allowed ? Word::allowed : denied ? Word::denied : Word::none;
 }
 
+struct Decision {
+    Word word = Word::none;
+    const Section* section = nullptr;
+};
+
 // A section's own word counts before that of the section around it, the server's comes last.
-Word word_about(const Section* section, const char* command, const Visitor& visitor) {
+Decision decide(const Section* section, const char* command, const Visitor& visitor) {
     for (; section != nullptr; section = section->parent)
         for (const Limit& limit : section->limits) {
             const auto named = [&](const std::string& name) {
@@ -205,18 +210,19 @@ Word word_about(const Section* section, const char* command, const Visitor& visi
                 continue;
             const Word word = word_of(limit, visitor);
             if (word != Word::none)
-                return word;
+                return {word, section};
         }
-    return Word::none;
+    return {};
 }
 
 // A command's own limits count before those of its group, and those before ALL.
-bool allows(const Section* section, const char* command, const char* group,
-            const Visitor& visitor) {
-    for (const char* name : {command, group, "ALL"})
-        if (const Word word = word_about(section, name, visitor); word != Word::none)
-            return word == Word::allowed;
-    return true;
+Decision decide(const Section* section, std::initializer_list<const char*> commands,
+                const Visitor& visitor) {
+    for (const char* command : commands)
+        if (const Decision decision = decide(section, command, visitor);
+            decision.word != Word::none)
+            return decision;
+    return {Word::allowed, nullptr};
 }
 
 bool has_user_paths(const Section& outer) {
@@ -226,11 +232,13 @@ bool has_user_paths(const Section& outer) {
 
 // `section` is that of the folder's files, or NULL.
 Given given_by(const Section& outer, const Section* section, const Visitor& visitor) {
-    if (word_about(&outer, "LOGIN", visitor) == Word::denied)
+    if (decide(&outer, "LOGIN", visitor).word == Word::denied)
         return {};
     const Section* rules = section != nullptr ? section : &outer;
-    return {allows(rules, "RETR", "READ", visitor), allows(rules, "STOR", "WRITE", visitor),
-            section};
+    const Decision read = decide(rules, {"RETR", "READ", "ALL"}, visitor);
+    const Decision write = decide(rules, {"STOR", "WRITE", "ALL"}, visitor);
+    return {read.word == Word::allowed, write.word == Word::allowed, section, read.section,
+            write.section};
 }
 
 bool is_below(const std::string& folder, const std::string& root) {
