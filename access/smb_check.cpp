@@ -174,6 +174,8 @@ class Check {
             const auto access = smb::access_by(server, written.name, person, is_guest);
             const bool same = access.share == nullptr || access.folder == written.folder;
             elsewhere = elsewhere || !same;
+            if (is_own(written))
+                return same ? std::min(access.right, meant) : Right::none;
             if (same || (access.right > meant && machine_.is_directory(access.folder)))
                 return access.right;
             return Right::none;  // of the folder that is meant
@@ -182,7 +184,9 @@ class Check {
             given.push_back(right_by(people[number], written.share.people[number], false));
         const Right guest = right_by(smb::guest_account(), written.share.guest, true);
         auto finding = compare(machine_, written.share, Service::smb, given, guest);
-        const std::string others = others_by(server, written, elsewhere);
+        std::string others = others_by(server, written, elsewhere);
+        if (others.empty() && leads_elsewhere(written.share))
+            others = "it is the folder " + written.folder;
         if (others.empty())
             return finding;
         if (!finding) {
@@ -191,19 +195,19 @@ class Check {
             finding->line = written.share.line;
             finding->services = {Service::smb};
         }
-        finding->effect = Effect::exposes;
+        finding->effect =
+            machine_.is_directory(written.folder) || elsewhere ? Effect::exposes : Effect::breaks;
         finding->who += (finding->who.empty() ? written.share.name + ": " : ", ") + others;
         return finding;
     }
 
     // What a share gives of the folders of others, to people who are to have less of them.
     std::string others_by(const smb::Server& server, const Written& written, bool elsewhere) const {
-        const bool is_root = written.share.file == msdfs_file;
-        if (!elsewhere && !is_root && !leads_elsewhere(written))
+        if (!elsewhere && written.share.file != msdfs_file && !leads_elsewhere(written.share))
             return "";
         std::string words;
         for (const IntendedShare& other : shares_) {
-            if (&other - shares_.data() == index_of(written))
+            if (&other - shares_.data() == index_of(written) || leads_elsewhere(other))
                 continue;
             std::vector<size_t> gainers;
             const std::string folder = smb::plain_path(other.folder);
@@ -225,9 +229,14 @@ class Check {
         return words;
     }
 
+    // True for a share of the program's own.
+    static bool is_own(const Written& written) {
+        return written.share.file != share_file && written.share.file != usb_share_file;
+    }
+
     // True when the name or the volume have "." or ".." parts: the folder is another one's.
-    static bool leads_elsewhere(const Written& written) {
-        const std::string path = written.share.folder + '/';
+    static bool leads_elsewhere(const IntendedShare& share) {
+        const std::string path = share.folder + '/';
         return path.find("/./") != std::string::npos || path.find("/../") != std::string::npos;
     }
 
@@ -276,14 +285,9 @@ class Check {
     }
 
     static Cause odd_comment(const std::string& comment) {
-        if (ends_in_backslash(comment))
-            return {"the comment ends in a backslash, which takes the next line with it",
-                    "end it otherwise"};
-        if (comment.find('%') != std::string::npos)
-            return {"the comment has a variable of Samba's", "write it without %"};
-        if (comment.find('"') != std::string::npos)
-            return {"the comment loses a quotation mark at its end", "write it without"};
-        return {"the comment has blanks at its end or several in a row", "take them out"};
+        Cause cause = odd_text(comment);
+        cause.text = "the comment: " + cause.text;
+        return cause;
     }
 
     bool is_merged(const Written& written) const { return twin_of(written) != nullptr; }
@@ -350,7 +354,8 @@ class Check {
         const auto access = smb::access_by(server_, written.name, smb::guest_account());
         if (ends_in_backslash(share.comment) && !share.read_only)
             return here(odd_comment(share.comment));
-        if (access.share == nullptr || access.folder != written.folder || leads_elsewhere(written))
+        if (access.share == nullptr || access.folder != written.folder ||
+            leads_elsewhere(written.share))
             return here(odd_path(written, access));
         Cause cause = odd_lists(machine_, share);
         if (cause.text.empty())
@@ -427,37 +432,45 @@ class Check {
 
     // The values of [global] that the settings choose.
     void check_global() {
+        const bool in_domain = server_.security != "user" && server_.security != "share";
+        const Person nobody = smb::guest_account();
         const struct {
             const char* key;
             size_t limit;
             const char* name;
             const char* who;
-            bool decides;  // in a domain: who may log in
+            bool has_variables;
         } rows[] = {
-            {"string", 99, "serverstring", "the server's description", false},
-            {"wins", 19, "winsserver", "the WINS server", false},
-            {"wg", 29, "workgroup", "the workgroup", true},
-            {"ad_dns", 255, "realm", "the realm", true},
+            {"string", 99, "serverstring", "the server's description", true},
+            {"wg", 29, "workgroup", "the workgroup", false},
+            {"ad_dns", 255, "realm", "the realm", false},
         };
-        const bool in_domain = server_.security != "user" && server_.security != "share";
         for (const auto& row : rows) {
             const Setting set = setting(machine_, info_file, row.key);
             const std::string meant = set.value.substr(0, row.limit);
             const auto read = server_.globals.find(row.name);
             if (set.line == 0 || read == server_.globals.end())
                 continue;
-            const std::string shown =
-                smb::expand(server_, read->second, smb::guest_account(), nullptr);
+            const std::string shown = row.has_variables
+                                          ? smb::expand(server_, read->second, nobody, nullptr)
+                                          : read->second;
             if (shown == meant || !smb::is_utf8(shown))
                 continue;
-            add(row.decides && in_domain ? Effect::breaks : Effect::looks, info_file, set.line,
-                std::string(row.who) + ": it is " + quoted(shown),
-                ends_in_backslash(meant)
-                    ? Cause{"a backslash ends it, which takes the next line with it",
-                            "end it otherwise"}
-                    : Cause{"Samba drops and folds blanks, and fills in variables",
-                            "write it otherwise"});
+            add(in_domain && !row.has_variables ? Effect::breaks : Effect::looks, info_file,
+                set.line, std::string(row.who) + ": it is " + quoted(shown), odd_text(meant));
         }
+    }
+
+    // What Samba reads otherwise in a text that is no path and no list.
+    static Cause odd_text(const std::string& text) {
+        if (ends_in_backslash(text))
+            return {"it ends in a backslash, which takes the next line with it",
+                    "end it otherwise"};
+        if (text.find('%') != std::string::npos)
+            return {"it has a variable of Samba's", "write it without %"};
+        if (text.starts_with('"') || text.ends_with('"'))
+            return {"it loses a quotation mark at its end", "write it without"};
+        return {"it has blanks at its end or several in a row", "take them out"};
     }
 
     const Machine& machine_;

@@ -31,13 +31,14 @@ class Lines {
         }
         number_ = newlines_ + 1;
         line->clear();
-        for (; at_ < text_.size(); ++at_) {
-            count(text_[at_]);
-            if (text_[at_] != '\n') {
-                *line += text_[at_];
+        while (at_ < text_.size()) {
+            const char byte = text_[at_++];
+            count(byte);
+            if (byte != '\n') {
+                *line += byte;
                 continue;
             }
-            const size_t last = last_of(*line);
+            const size_t last = line->find_last_not_of(" \t\v\f\r");
             if (last == std::string::npos || (*line)[last] != '\\')
                 break;
             line->resize(last);
@@ -49,8 +50,6 @@ class Lines {
     int number() const { return number_; }  // where the line begins
 
   private:
-    static size_t last_of(const std::string& line) { return line.find_last_not_of(" \t\v\f\r"); }
-
     void count(char byte) { newlines_ += byte == '\n'; }
 
     std::string_view text_;
@@ -284,8 +283,8 @@ Server parse(const std::string& text) {
         const std::string& name = server.shares[number].name;
         if (name.find('%') != std::string::npos)
             server.by_variable.push_back(number);
-        else if (const auto folded = fold(name); folded)
-            server.by_name.insert({*folded, number});
+        else if (const auto folded = fold_wish(name); folded)
+            server.by_name[*folded] = number;
     }
     return server;
 }
@@ -360,8 +359,9 @@ std::string plain_path(const std::string& path) {
 }
 
 std::string folder_of(const Server& server, const Share& share, const Person& person) {
-    return share.path.empty() ? ""
-                              : plain_path(unquoted(expand(server, share.path, person, &share)));
+    if (share.path.empty() || !share.msdfs_proxy.empty())
+        return "";  // a link to another server
+    return plain_path(unquoted(expand(server, share.path, person, &share)));
 }
 
 }  // namespace rights::smb

@@ -13,6 +13,9 @@ namespace rights::smb {
 // UTF-8: all such names are one name to Samba.
 std::optional<std::string> fold(std::string_view name);
 
+// A name as Samba looks a client's wish up: the same, with both small sigmas for one letter.
+std::optional<std::string> fold_wish(std::string_view name);
+
 // True when a client can decode the text.
 bool is_utf8(std::string_view text);
 
@@ -40,7 +43,7 @@ struct Server {
     std::vector<Section> sections;
     std::vector<Remark> remarks;
     bool starts = true;
-    std::map<std::string, size_t> by_name;  // the first share of each folded name without variables
+    std::map<std::string, size_t> by_name;  // the last share of each folded name without variables
     std::vector<size_t> by_variable;        // the shares whose names have variables
 };
 

@@ -72,6 +72,14 @@ std::optional<std::string> fold(std::string_view name) {
     return folded;
 }
 
+std::optional<std::string> fold_wish(std::string_view name) {
+    auto folded = fold(name);
+    constexpr std::string_view last_sigma = "\u03c2", sigma = "\u03c3";
+    for (size_t at = 0; folded && (at = folded->find(last_sigma, at)) != std::string::npos;)
+        folded->replace(at, last_sigma.size(), sigma);
+    return folded;
+}
+
 bool is_utf8(std::string_view text) {
     while (!text.empty()) {
         const unsigned letter = take_letter(&text);

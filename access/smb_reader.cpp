@@ -74,6 +74,7 @@ bool is_in(const Server& server, const Share& share, const List& list, const Per
 Right right_of(const Server& server, const Share& share, const Person& person, bool is_guest) {
     const auto in = [&](const List& list) { return is_in(server, share, list, person, is_guest); };
     if (!share.available || share.printable || (is_guest && !share.guest_ok) ||
+        !is_utf8(folder_of(server, share, person)) ||  // Samba ends with a core dump there
         in(share.invalid_users) || (share.valid_users && !in(share.valid_users)))
         return Right::none;
     const bool writable = in(share.write_list) || (share.writable && !in(share.read_list));
@@ -82,16 +83,18 @@ Right right_of(const Server& server, const Share& share, const Person& person, b
 
 // The share of a name. Quotation marks around it are seen by nobody, but must be given.
 const Share* find(const Server& server, const std::string& name, const Person& person) {
-    const auto folded = fold(name);
+    const auto folded = fold_wish(name);
     if (!folded || name.find('\\') != std::string::npos)  // which no client can send
         return nullptr;
     const auto at = server.by_name.find(*folded);
-    size_t found = at == server.by_name.end() ? server.shares.size() : at->second;
-    for (const size_t number : server.by_variable)
-        if (number < found &&
-            fold(expand(server, server.shares[number].name, person, nullptr)) == folded)
-            found = number;
-    return found < server.shares.size() ? &server.shares[found] : nullptr;
+    const Share* found = at == server.by_name.end() ? nullptr : &server.shares[at->second];
+    for (const size_t number : server.by_variable) {
+        const Share& share = server.shares[number];  // the last share of a name is found
+        if (share.line > (found != nullptr ? found->line : 0) &&
+            fold_wish(expand(server, share.name, person, nullptr)) == folded)
+            found = &share;
+    }
+    return found;
 }
 
 }  // namespace
