@@ -244,7 +244,7 @@ class AtalkCheck {
         const auto shares = intended_shares(machine);
         for (const bool usb : {true, false})  // in the order of the file
             for (const IntendedShare& share : shares)
-                if (share.usb == usb && share.services.count(Service::atalk) > 0)
+                if (share.usb == usb && share.services.contains(Service::atalk))
                     shares_.push_back(share);
     }
 

@@ -279,7 +279,7 @@ class NfsCheck {
         if (network_ && has_holes(*network_))
             network_.reset();
         for (const IntendedShare& share : intended_shares(machine))
-            if (share.services.count(Service::nfs) > 0)
+            if (share.services.contains(Service::nfs))
                 shares_.push_back(share);
     }
 
@@ -365,13 +365,13 @@ class NfsCheck {
 
     // True when the name is that of a folder of the volume.
     static bool is_proper(const IntendedShare& share) {
-        const std::string path = '/' + share.volume + '/' + share.name + '/';
+        const std::string path = '/' + share.name + '/';
         return share.name.find_first_not_of('/') != std::string::npos &&
                path.find("/./") == std::string::npos && path.find("/../") == std::string::npos;
     }
 
     // True when the share alone, exported to a sound network, is read as it is meant.
-    bool is_sound(const IntendedShare& share) const {
+    static bool is_sound(const IntendedShare& share) {
         const Table table = read_table(share.folder + ' ' + everywhere + options);
         return is_proper(share) && table.error == 0 && table.exports.size() == 1 &&
                table.exports[0].path == share.folder && table.exports[0].client == everywhere;
