@@ -13,7 +13,7 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/complete.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 2)
 # The architecture is this machine's, as dpkg says, unless a preset names another.
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Quarvane firmware <firmware@quarvane.example>")
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)

@@ -6,8 +6,8 @@ top=$(cd "$(dirname "$0")/.." && pwd)
 scratch=$(mktemp -d)
 trap 'chmod -R u+rwX "$scratch" && rm -rf "$scratch"' EXIT
 root="$scratch/a root, with a comma"
-machine='--host nas --eth0 02:00:5e:10:00:01,192.0.2.10/24'
-names='samba proftpd atalk syslog iscsi nfs'
+machine=(--host nas --eth0 '02:00:5e:10:00:01,192.0.2.10/24')
+names=(samba proftpd atalk syslog iscsi nfs)
 tools=() # what preview is run by: for one, with fewer rights or with other tools
 
 fresh_root() {
@@ -18,7 +18,9 @@ picture() {
         true # a folder may be closed
 }
 preview() { "${tools[@]}" "$top/scripts/preview" --program "$program" --root "$root" "$@"; }
-run() { "$top/scripts/sandbox" $machine "$root" "$program" $(printf -- '-c %s ' $names) &>"$scratch/log"; }
+run() {
+    "$top/scripts/sandbox" "${machine[@]}" "$root" "$program" "${names[@]/#/-c}" &>"$scratch/log"
+}
 
 # expect STATUS WORDS COMMAND...: the words, a pattern, are in a line of what the command says.
 expect() {
@@ -34,13 +36,14 @@ expect() {
 
 # Root, too, reads here only what the mode of a file lets it read. A user is root over the own files.
 limited=()
-[ "$(id -u)" != 0 ] || limited=(setpriv --bounding-set=-dac_override,-dac_read_search)
+[ "$(id -u)" != 0 ] || limited=(setpriv '--bounding-set=-dac_override,-dac_read_search')
 # One row: status | words | what is done in the root | arguments
 while IFS='|' read -r status words change arguments; do
     [ "$(id -u)" = 0 ] || [ "${words%%.*}" != 'not readable' ] || continue
     fresh_root
     (cd "$root" && eval "$change")
     tools=("${limited[@]}")
+    # shellcheck disable=SC2086 # a list of arguments
     expect "$status" "$words" preview $arguments
 done <<'END'
 0|^usage: preview ||--help
@@ -86,14 +89,14 @@ else
     kinds=usual
 fi
 for kind in $kinds; do
-    [ $kind = usual ] || tools=(env "PATH=$scratch/busybox" sh)
+    [ "$kind" = usual ] || tools=(env "PATH=$scratch/busybox" sh)
     fresh_root
-    expect 1 '^+++ b/etc/exports' preview $machine $names
+    expect 1 '^+++ b/etc/exports' preview "${machine[@]}" "${names[@]}"
     [ "$(grep -c '^+++ b/etc/' "$scratch/shown")" -eq 12 ]
     run
-    expect 0 '^# .duplex' preview $machine $names
+    expect 0 '^# .duplex' preview "${machine[@]}" "${names[@]}"
     sed -i 's/<>Staff handbook<>/<>New<>/' "$root/etc/korvel/shareinfo"
-    expect 1 comment preview $machine $names
+    expect 1 comment preview "${machine[@]}" "${names[@]}"
     diff <(grep '^[-+]' "$scratch/shown") - <<'END'
 --- a/etc/samba/smb.conf
 +++ b/etc/samba/smb.conf
@@ -104,7 +107,7 @@ done
 tools=()
 
 run
-expect 0 '^known: .*CharsetLocal' preview $machine --check $names
+expect 0 '^known: .*CharsetLocal' preview "${machine[@]}" --check "${names[@]}"
 for checker in testparm proftpd rsyslogd tavrogen-lint; do
     grep -q "^=== $checker" "$scratch/shown" || { echo "no $checker"; exit 1; }
 done
@@ -112,11 +115,15 @@ if [ -n "${CI-}" ] && grep 'is not installed' "$scratch/shown"; then exit 1; fi
 
 # Mounts of its own: this machine's root with an appliance's etc over its own, in which the settings
 # and a file are mounted; and a full disk, of which the writer says nothing and the preview does.
-apart() { unshare $([ -O / ] || echo --map-root-user) --mount bash -euc "$@"; }
+own_root=(--map-root-user)
+[ ! -O / ] || own_root=()
+apart() { unshare "${own_root[@]}" --mount bash -euc "$@"; }
 rm "$root/etc/exports"
+# shellcheck disable=SC2016 # expanded there
 expect 1 '^+/mnt/array1/public ' apart 'mount --bind "$1/etc" /etc && mount --bind "$1/etc/korvel" /etc/korvel &&
     mount --bind "$1/etc/group" /etc/group && shift && "$@"' - \
     "$root" "$top/scripts/preview" --program "$program" nfs
+# shellcheck disable=SC2016
 apart 'root=$1 program=$2 top=$3
     run() { "$top/scripts/sandbox" --host nas "$root" "$program" -c samba; }
     preview() { "$top/scripts/preview" --program "$program" --root "$root" --host nas samba; }
