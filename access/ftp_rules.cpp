@@ -226,8 +226,9 @@ Decision decide(const Section* section, std::initializer_list<const char*> comma
 }
 
 bool has_user_paths(const Section& outer) {
-    return std::any_of(outer.folders.begin(), outer.folders.end(),
-                       [](const auto& section) { return section->for_each_user; });
+    return std::any_of(outer.folders.begin(), outer.folders.end(), [](const auto& section) {
+        return section->for_each_user || has_user_paths(*section);
+    });
 }
 
 // `section` is that of the folder's files, or NULL.
