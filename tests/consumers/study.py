@@ -42,8 +42,9 @@ def findings(service):
     matches = map(FINDING.fullmatch, re.split(r"\n(?=/etc/korvel/)", said.rstrip("\n")))
     found = [match for match in matches if match]
     assert said == "" or found, said
-    return [(match["effect"], match["text"]) for match in found
-            if service in match["services"].split(", ")]
+    # The effect of a finding for several services is that on one of them: not known here.
+    return [(match["effect"] if match["services"] == service else None, match["text"])
+            for match in found if service in match["services"].split(", ")]
 
 
 def listed(name, separator="<>"):
@@ -71,7 +72,8 @@ class Tally:
 
     def add(self, case, misreadings, found):
         def agree(misreading, finding):
-            return misreading.about in finding[1] and misreading.exposes == (finding[0] == "exposes")
+            return misreading.about in finding[1] and (
+                finding[0] is None or misreading.exposes == (finding[0] == "exposes"))
 
         for misreading in misreadings:
             named = any(agree(misreading, finding) for finding in found)
