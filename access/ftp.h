@@ -32,12 +32,6 @@ struct Section {
     std::vector<Limit> limits;  // the last one of the file first
     // In the order in which the server searches.
     std::vector<std::unique_ptr<Section>> folders;
-    bool has_user_paths = false;  // below it, at any depth
-
-    // The last folder that was asked about, and the answer. It is that for everybody if there are
-    // no paths of users.
-    mutable std::string asked;
-    mutable const Section* answer = nullptr;
 
     // Of an <Anonymous>: the account, and further names for it.
     std::string user;
@@ -48,9 +42,14 @@ struct Section {
 // nesting, into that in which the server searches.
 void arrange(Section* outer);
 
-struct Access {
+// What somebody may do with the files of a folder.
+struct Given {
     bool read = false;
     bool write = false;
+    const Section* section = nullptr;  // that of the files, if they have one
+    // Those whose limits say so, if there are any.
+    const Section* read_by = nullptr;
+    const Section* write_by = nullptr;
 };
 
 // The path without ".", ".." and doubled slashes.
@@ -63,13 +62,10 @@ class Server {
     // What the server refuses. It does not start if there is any.
     const std::vector<Remark>& errors() const { return errors_; }
 
-    // What a person may do with the files of a folder. `decided`: the section whose <Directory>
-    // is that of the files, or NULL.
-    Access access(const Person& person, const std::string& folder,
-                  const Section** decided = nullptr) const;
+    // What each of the machine's people may do with the files of a folder.
+    std::vector<Given> give(const Machine& machine, const std::string& folder) const;
     // The same without an account.
-    Access anonymous(const Machine& machine, const std::string& folder,
-                     const Section** decided = nullptr) const;
+    Given give_without_account(const Machine& machine, const std::string& folder) const;
 
     // True when the <Directory> of this line of the file covers the files of a folder.
     bool covers(int line, const std::string& folder) const;

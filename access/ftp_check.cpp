@@ -211,68 +211,67 @@ class Checker {
 
     // Rights are compared by what is meant: to write without reading is more for who may not
     // write, less for who may.
-    static Right right_of(const ftp::Access& access, Right meant) {
-        if (access.write)
-            return access.read || meant != Right::write ? Right::write : Right::none;
-        return access.read ? Right::read : Right::none;
+    static Right right_of(const ftp::Given& given, Right meant) {
+        if (given.write)
+            return given.read || meant != Right::write ? Right::write : Right::none;
+        return given.read ? Right::read : Right::none;
     }
 
     void check_share(const IntendedShare& share) {
         const bool served = share.services.count(Service::ftp) > 0;
-        const ftp::Section* anonymous_section = nullptr;
-        const ftp::Access anonymous = server_.anonymous(machine_, share.folder, &anonymous_section);
+        const auto& people = machine_.people();
+        const auto all = server_.give(machine_, share.folder);
+        const ftp::Given anonymous = server_.give_without_account(machine_, share.folder);
         const Right guest = right_of(anonymous, served ? share.guest : Right::none);
-        std::vector<Right> given;
+        std::vector<Right> rights;
         std::vector<size_t> others;  // for whom it is not as it is meant
-        const ftp::Section* section = nullptr;
-        for (size_t person = 0; person < machine_.people().size(); ++person) {
+        for (size_t person = 0; person < people.size(); ++person) {
             const Right meant = served ? share.people[person] : Right::none;
-            const Person& who = machine_.people()[person];
-            if (server_.takes_as_anonymous(who.name)) {
-                given.push_back(std::max(guest, meant));  // less is no finding, as for guests
-                continue;
-            }
-            const ftp::Section* decides = nullptr;
-            given.push_back(right_of(server_.access(who, share.folder, &decides), meant));
-            if (given.back() == meant)
-                continue;
-            if (others.empty())
-                section = decides;
-            others.push_back(person);
+            rights.push_back(right_of(all[person], meant));
+            if (server_.takes_as_anonymous(people[person].name))
+                rights.back() = std::max(guest, meant);  // less is no finding, as for guests
+            else if (rights.back() != meant)
+                others.push_back(person);
         }
-        auto finding = compare(machine_, share, Service::ftp, given, guest);
+        auto finding = compare(machine_, share, Service::ftp, rights, guest);
         if (!finding)
             return;
-        explain(&*finding, share, others.empty() ? anonymous_section : section, others);
+        explain(&*finding, share, others, others.empty() ? anonymous : all[others[0]],
+                others.empty() || !served ? Right::none : share.people[others[0]]);
         findings_.push_back(*finding);
     }
 
-    // True when another <Directory> than the share's own decides.
-    void explain(Finding* finding, const IntendedShare& share, const ftp::Section* section,
-                 const std::vector<size_t>& others) const {
+    // The setting that a section is made from; NULL for one of the program's own.
+    const Origin* origin_of(const ftp::Section* section) const {
+        const Origin* origin = section != nullptr ? places_.origin_of(section->line) : nullptr;
+        const bool made_of_it = origin != nullptr && std::count(origin->lines.begin(),
+                                                                origin->lines.end(), section->line);
+        return made_of_it ? origin : nullptr;
+    }
+
+    // Says why somebody for whom something else is `meant` is given what he is given.
+    void explain(Finding* finding, const IntendedShare& share, const std::vector<size_t>& others,
+                 const ftp::Given& given, Right meant) const {
         const Origin* own = places_.origin_of(share);
-        const Origin* decides = section != nullptr ? places_.origin_of(section->line) : nullptr;
-        if (decides != nullptr &&
-            std::count(decides->lines.begin(), decides->lines.end(), section->line) == 0)
-            decides = nullptr;  // of the program's own
+        const ftp::Section* decides =
+            given.read != (meant != Right::none) ? given.read_by : given.write_by;
+        const Origin* origin = origin_of(given.section);
+        if (origin == own && origin_of(decides) != nullptr)
+            origin = origin_of(decides);  // one around the share's own
         Cause cause;
-        if (decides == own && own != nullptr) {
-            cause = odd_rules(share, others);
-        } else if (own != nullptr && covers(*own, share)) {
-            cause = {"the rules of another <Directory> hold for its folder", "rename it"};
-            if (decides != nullptr) {
-                finding->file = decides->file;
-                finding->line = decides->line;
-                cause.text = "its path stands also for the folder of " + share.name;
-                cause.cure = "rename it";
-            }
-        } else {
+        if (own == nullptr || !covers(*own, share)) {
             cause = odd_path(share);
+        } else if (origin == own) {
+            cause = odd_rules(share, others);
+        } else if (origin != nullptr) {
+            finding->file = origin->file;
+            finding->line = origin->line;
+            cause = {"its own path stands also for the folders of other shares", "rename it"};
         }
         if (cause.text.empty())
             cause = {
                 "the server reads " + std::string(conf_file) + " otherwise" +
-                    (section != nullptr ? ", see its line " + std::to_string(section->line) : ""),
+                    (decides != nullptr ? ", see its line " + std::to_string(decides->line) : ""),
                 "change the share until they agree"};
         finding->cause = cause.text;
         finding->cure = cause.cure;
@@ -312,12 +311,10 @@ class Checker {
     // --- What is no share.
 
     bool is_readable(const std::string& folder) const {
-        const auto reads = [&](const Person& person) {
-            return !server_.takes_as_anonymous(person.name) && server_.access(person, folder).read;
-        };
-        const auto& people = machine_.people();
-        return server_.anonymous(machine_, folder).read ||
-               std::any_of(people.begin(), people.end(), reads);
+        const auto all = server_.give(machine_, folder);
+        return server_.give_without_account(machine_, folder).read ||
+               std::any_of(all.begin(), all.end(),
+                           [](const ftp::Given& given) { return given.read; });
     }
 
     bool is_in_share(const std::string& folder) const {
@@ -354,11 +351,12 @@ class Checker {
             return;
         std::vector<std::string> names;
         for (const IntendedShare& share : shares_)
-            if (server_.anonymous(machine_, share.folder).read)
+            if (const auto given = server_.give_without_account(machine_, share.folder);
+                given.read || given.write)
                 names.push_back(share.name);
         if (!names.empty())
             add(Effect::exposes, info_file, anonymous.line,
-                listed(names) + ": anyone without an account may log in and read",
+                listed(names) + ": anyone without an account may use it over FTP",
                 {"the switch anonyftp turns anonymous logins off nowhere",
                  "name users or groups for the shares"});
     }

@@ -5,8 +5,8 @@
 
 namespace rights {
 
-static Right right_of(const ftp::Access& access) {
-    return access.write ? Right::write : access.read ? Right::read : Right::none;
+static Right right_of(const ftp::Given& given) {
+    return given.write ? Right::write : given.read ? Right::read : Right::none;
 }
 
 Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>& folders) {
@@ -28,14 +28,11 @@ Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>
         Grant grant;
         grant.service = Service::ftp;
         grant.folder = folder;
-        const Right guest = right_of(server.anonymous(machine, folder));
-        for (const Person& person : machine.people())
-            grant.people.push_back(server.takes_as_anonymous(person.name)
-                                       ? guest
-                                       : right_of(server.access(person, folder)));
-        grant.guest = guest;
+        for (const ftp::Given& given : server.give(machine, folder))
+            grant.people.push_back(right_of(given));
+        grant.guest = right_of(server.give_without_account(machine, folder));
         const auto gives = [](Right right) { return right != Right::none; };
-        if (gives(guest) || std::any_of(grant.people.begin(), grant.people.end(), gives))
+        if (gives(grant.guest) || std::any_of(grant.people.begin(), grant.people.end(), gives))
             reading.grants.push_back(grant);
     }
     return reading;

@@ -194,8 +194,13 @@ Word word_of(const Limit& limit, const Visitor& visitor) {
     return allowed ? Word::allowed : denied ? Word::denied : Word::none;
 }
 
+struct Decision {
+    Word word = Word::none;
+    const Section* section = nullptr;
+};
+
 // A section's own word counts before that of the section around it, the server's comes last.
-Word word_about(const Section* section, const char* command, const Visitor& visitor) {
+Decision decide(const Section* section, const char* command, const Visitor& visitor) {
     for (; section != nullptr; section = section->parent)
         for (const Limit& limit : section->limits) {
             const auto named = [&](const std::string& name) {
@@ -205,34 +210,36 @@ Word word_about(const Section* section, const char* command, const Visitor& visi
                 continue;
             const Word word = word_of(limit, visitor);
             if (word != Word::none)
-                return word;
+                return {word, section};
         }
-    return Word::none;
+    return {};
 }
 
 // A command's own limits count before those of its group, and those before ALL.
-bool allows(const Section* section, const char* command, const char* group,
-            const Visitor& visitor) {
-    for (const char* name : {command, group, "ALL"})
-        if (const Word word = word_about(section, name, visitor); word != Word::none)
-            return word == Word::allowed;
-    return true;
+Decision decide(const Section* section, std::initializer_list<const char*> commands,
+                const Visitor& visitor) {
+    for (const char* command : commands)
+        if (const Decision decision = decide(section, command, visitor);
+            decision.word != Word::none)
+            return decision;
+    return {Word::allowed, nullptr};
 }
 
-Access access_in(const Section& outer, const std::string& folder, const Visitor& visitor,
-                 const Section** decided) {
-    if (word_about(&outer, "LOGIN", visitor) == Word::denied)
+bool has_user_paths(const Section& outer) {
+    return std::any_of(outer.folders.begin(), outer.folders.end(), [](const auto& section) {
+        return section->for_each_user || has_user_paths(*section);
+    });
+}
+
+// `section` is that of the folder's files, or NULL.
+Given given_by(const Section& outer, const Section* section, const Visitor& visitor) {
+    if (decide(&outer, "LOGIN", visitor).word == Word::denied)
         return {};
-    if (outer.has_user_paths || outer.asked != folder) {
-        outer.asked = folder;
-        outer.answer = section_of(outer, folder + "/file", visitor.user);
-    }
-    const Section* section = outer.answer;
-    if (decided != nullptr)
-        *decided = section;
-    if (section == nullptr)
-        section = &outer;
-    return {allows(section, "RETR", "READ", visitor), allows(section, "STOR", "WRITE", visitor)};
+    const Section* rules = section != nullptr ? section : &outer;
+    const Decision read = decide(rules, {"RETR", "READ", "ALL"}, visitor);
+    const Decision write = decide(rules, {"STOR", "WRITE", "ALL"}, visitor);
+    return {read.word == Word::allowed, write.word == Word::allowed, section, read.section,
+            write.section};
 }
 
 bool is_below(const std::string& folder, const std::string& root) {
@@ -244,9 +251,6 @@ bool is_below(const std::string& folder, const std::string& root) {
 void arrange(Section* outer) {
     // Live: the last section of the file is searched first.
     std::reverse(outer->folders.begin(), outer->folders.end());
-    outer->has_user_paths =
-        std::any_of(outer->folders.begin(), outer->folders.end(),
-                    [](const auto& section) { return section->for_each_user; });
     nest(outer);
 }
 
@@ -271,18 +275,30 @@ std::string normalized(const std::string& path) {
     return done.empty() ? "/" : done;
 }
 
-Access Server::access(const Person& person, const std::string& path,
-                      const Section** decided) const {
+std::vector<Given> Server::give(const Machine& machine, const std::string& path) const {
     const std::string folder = normalized(path);
-    if (!is_below(folder, root_) || (person.name == "root" && !root_login_))
-        return {};
-    return access_in(main_, folder, {person.name, &person.groups}, decided);
+    const Given anonymous = give_without_account(machine, path);
+    const bool same_for_all = !has_user_paths(main_);
+    const Section* section = section_of(main_, folder + "/file", "");
+    std::vector<Given> all;
+    for (const Person& person : machine.people()) {
+        Given& given = all.emplace_back();
+        if (takes_as_anonymous(person.name)) {
+            given = anonymous;
+            continue;
+        }
+        if (!is_below(folder, root_) || (person.name == "root" && !root_login_))
+            continue;
+        if (!same_for_all)
+            section = section_of(main_, folder + "/file", person.name);
+        given = given_by(main_, section, {person.name, &person.groups});
+    }
+    return all;
 }
 
-Access Server::anonymous(const Machine& machine, const std::string& path,
-                         const Section** decided) const {
+Given Server::give_without_account(const Machine& machine, const std::string& path) const {
     const std::string folder = normalized(path);
-    Access all;
+    Given most;
     for (const auto& section : anonymous_) {
         if (!is_below(folder, section->path))
             continue;
@@ -291,10 +307,12 @@ Access Server::anonymous(const Machine& machine, const std::string& path,
         for (const Person& person : machine.people())
             if (person.name == section->user)
                 visitor.groups = &person.groups;
-        const Access one = access_in(*section, folder, visitor, decided);
-        all = {all.read || one.read, all.write || one.write};
+        const Given given =
+            given_by(*section, section_of(*section, folder + "/file", section->user), visitor);
+        if (given.read + given.write > most.read + most.write || most.section == nullptr)
+            most = given;
     }
-    return all;
+    return most;
 }
 
 static const Section* section_at(const Section& outer, int line) {

@@ -41,24 +41,16 @@ constexpr char legend[] =
     "of the\nsame folder. People who may do the same everywhere share a column.</p>\n";
 
 std::string escaped(const std::string& text) {
+    static const std::map<char, const char*> marked_up = {
+        {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}};
     std::string safe;
     for (const char byte : as_utf8(text))
-        switch (byte) {
-            case '&':
-                safe += "&amp;";
-                break;
-            case '<':
-                safe += "&lt;";
-                break;
-            case '>':
-                safe += "&gt;";
-                break;
-            case '"':
-                safe += "&quot;";
-                break;
-            default:
-                safe += byte;
-        }
+        if (const auto at = marked_up.find(byte); at != marked_up.end())
+            safe += at->second;
+        else if (byte >= ' ' && byte != 127)
+            safe += byte;
+        else
+            safe += "\uFFFD";  // no page may hold it
     return safe;
 }
 

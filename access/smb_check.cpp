@@ -196,8 +196,8 @@ class Check {
             finding->services = {Service::smb};
             finding->effect = Effect::breaks;
         }
-        finding->effect =
-            machine_.is_directory(written.folder) || elsewhere ? Effect::exposes : Effect::breaks;
+        if (exposes)
+            finding->effect = Effect::exposes;
         finding->who += (finding->who.empty() ? written.share.name + ": " : ", ") + others;
         return finding;
     }

@@ -2,7 +2,7 @@
 
 A misreading is what a service gives otherwise than the settings mean; it is named when a finding
 of that service, of the same effect, mentions the share. A finding is true when there is such a
-misreading.
+misreading. A finding for several services has the worst effect of them all.
 """
 import collections
 import os
@@ -17,7 +17,8 @@ from appliance import SOURCE, run
 ROOT = pathlib.Path("/run/drawn")
 FINDING = re.compile(r"(?P<file>/etc/korvel/[\w.]+)(:\d+)?: (?P<services>[A-Za-z, ]+): "
                      r"(?P<effect>exposes|stops|breaks|looks): (?P<text>.*)", re.S)
-# `about` is what a finding must mention: a share's name, or a key's value.
+# `about` is what a finding must mention: a share's name or a path. `exposes` is None where that
+# is told by another misreading.
 Misreading = collections.namedtuple("Misreading", "about exposes what")
 
 
@@ -35,16 +36,15 @@ def write_drawn(kind, seed, *services, **options):
 
 
 def findings(service):
-    """The lint's findings on ROOT for one service: pairs of effect and text."""
+    """The lint's findings on ROOT for one service: effect, text and number of services of each."""
     lint = pathlib.Path(os.environ["TAVROGEN"]).with_name("tavrogen-lint")
     said = as_text(subprocess.run([lint, "--root", ROOT], stdout=subprocess.PIPE, timeout=30,
                                   check=False).stdout)
     matches = map(FINDING.fullmatch, re.split(r"\n(?=/etc/korvel/)", said.rstrip("\n")))
     found = [match for match in matches if match]
     assert said == "" or found, said
-    # The effect of a finding for several services is that on one of them: not known here.
-    return [(match["effect"] if match["services"] == service else None, match["text"])
-            for match in found if service in match["services"].split(", ")]
+    return [(match["effect"], match["text"], match["services"].count(",") + 1) for match in found
+            if service in match["services"].split(", ")]
 
 
 def listed(name, separator="<>"):
@@ -72,15 +72,17 @@ class Tally:
 
     def add(self, case, misreadings, found):
         def agree(misreading, finding):
-            return misreading.about in finding[1] and (
-                finding[0] is None or misreading.exposes == (finding[0] == "exposes"))
+            effect, text, services = finding
+            return misreading.about in text and (
+                misreading.exposes in (None, effect == "exposes")
+                or (services > 1 and not misreading.exposes))
 
         for misreading in misreadings:
             named = any(agree(misreading, finding) for finding in found)
             self.misread += 1
             self.named += named
-            self.exposing += misreading.exposes
-            self.exposing_named += misreading.exposes and named
+            self.exposing += bool(misreading.exposes)
+            self.exposing_named += bool(misreading.exposes and named)
             if not named:
                 self.wrong.append(f"{case}: not named: {misreading}")
         for finding in found:

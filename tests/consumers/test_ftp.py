@@ -271,7 +271,7 @@ class ReadBack(unittest.TestCase):
         """The cells of the report on ROOT that are not what a login gives."""
         said = json.loads(run(access(), "--json", "--root", study.ROOT).stdout)
         reported = {row["folder"]: cell for row in said["folders"] for cell in row["rights"]
-                    if "FTP" in cell["services"]}
+                    if {"name": "FTP"} in cell["services"]}
         folders = [folder for folder, _, _ in os.walk(bytes(MNT))  # as far as the report goes
                    if folder.count(b"/") in (2, 3) and b"\r" not in folder]
         different = []
