@@ -259,9 +259,13 @@ class Check {
         if (finding) {
             const auto [cause, file, line] = place_of_cause(written, *finding);
             add(finding->effect, file, line, finding->who, cause);
-        } else if (access.share != nullptr && smb::fold(written.name) == "homes") {
-            add(Effect::looks, share.file, share.line,
-                share.name + ": it is everyone's own share, too", special(written));
+        } else if (smb::fold(written.name) == "homes") {
+            if (share.guest != Right::none)
+                add(Effect::breaks, share.file, share.line,
+                    share.name + ": without an account nobody reaches it", special(written));
+            else
+                add(Effect::looks, share.file, share.line,
+                    share.name + ": it is everyone's own share, too", special(written));
         } else if (access.share != nullptr &&
                    smb::name_of(server_, *access.share, smb::guest_account()) != written.name &&
                    smb::fold(written.name) !=
@@ -282,7 +286,8 @@ class Check {
 
     void add_comment(const Written& written, const std::string& shown) {
         const auto* section = section_of(server_, written);
-        if (section == nullptr || !section->share || is_merged(written))
+        if (section == nullptr || !section->share || is_merged(written) ||
+            swallows_header(written) || !smb::is_utf8(shown))
             return;  // a finding of its own says why
         const IntendedShare& share = written.share;
         add(Effect::looks, share.file, share.line,
@@ -324,13 +329,13 @@ class Check {
         const IntendedShare& share = written.share;
         const auto here = [&](const Cause& cause) { return Place{cause, share.file, share.line}; };
         const auto* section = section_of(server_, written);
-        if (section == nullptr) {
-            const Setting link = setting(machine_, msdfs_file, "msdfs_link1_unc1");
-            return {{"its target ends in a backslash, which takes the next line with it",
-                     "end it otherwise"},
-                    msdfs_file,
-                    link.line};
-        }
+        const Setting link = setting(machine_, msdfs_file, "msdfs_link1_unc1");
+        if (section == nullptr || swallows_header(written))
+            return {
+                {"the target of the link ends in a backslash, which takes the next line with it",
+                 "end it otherwise"},
+                msdfs_file,
+                link.line};
         if (!section->share || smb::fold(written.name) == "homes" ||
             smb::fold(written.name) == "printers" || smb::fold(written.name) == "ipc$")
             return here(special(written));
@@ -394,6 +399,12 @@ class Check {
                     linked ? link.line : path.line};
         }
         return {odd_path(written, {}), msdfs_file, written.share.line};
+    }
+
+    // True for a root of DFS whose target continues its line: over the header of the next share.
+    bool swallows_header(const Written& written) const {
+        return written.share.file == msdfs_file && written.folder.empty() &&
+               ends_in_backslash(setting(machine_, msdfs_file, "msdfs_link1_unc1").value);
     }
 
     // smb.conf without a share's lines.
