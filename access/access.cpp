@@ -17,16 +17,15 @@ constexpr char help[] =
     "usage: tavrogen-access [OPTION...] [USER...]\n"
     "Shows who may read and write what by which service, of everybody or of some users.\n"
     "  --root DIR    an appliance root (default: this machine's own)\n"
-    "  --after DIR   show only who gains and who loses what when files stand as below DIR,\n"
-    "                a folder with the files that change\n"
+    "  --before DIR  show only who has gained and who has lost what since the root was as DIR\n"
     "  --html FILE   write the report as one HTML page\n"
     "  --json        write it as JSON\n"
     "  --help, --version\n"
-    "Exit status: 0 done, 1 with --after: somebody gains or loses something, 2 trouble.\n";
+    "Exit status: 0 done, 1 with --before: somebody has gained or lost something, 2 trouble.\n";
 
 struct Options {
     std::string root = "/";
-    std::string after;
+    std::string before;
     std::string html;
     bool json = false;
     std::vector<std::string> users;
@@ -36,7 +35,7 @@ struct Options {
 int parse(int count, char** words, Options* options) {
     static constexpr option known[] = {
         {"root", required_argument, nullptr, 'r'},
-        {"after", required_argument, nullptr, 'a'},
+        {"before", required_argument, nullptr, 'b'},
         {"html", required_argument, nullptr, 'w'},
         {"json", no_argument, nullptr, 'j'},
         {"help", no_argument, nullptr, 'h'},
@@ -48,8 +47,8 @@ int parse(int count, char** words, Options* options) {
             case 'r':
                 options->root = optarg;
                 break;
-            case 'a':
-                options->after = optarg;
+            case 'b':
+                options->before = optarg;
                 break;
             case 'w':
                 options->html = optarg;
@@ -90,19 +89,42 @@ int write_html(const Report& report, const std::string& title, const std::string
     return fclose(out) != 0 || failed ? complain(path, strerror(errno)) : same;
 }
 
+// A file that cannot be read would count as missing, and the report would be wrong.
+bool is_readable(const Machine& machine) {
+    for (const char* path :
+         {"/etc/samba/smb.conf", "/etc/proftpd/proftpd.conf", "/etc/atalk/AppleVolumes.default",
+          "/etc/atalk/afpd.conf", "/etc/exports", "/etc/ietd.conf", "/etc/initiators.allow",
+          "/etc/initiators.deny", rights::share_file, rights::usb_share_file, "/etc/passwd",
+          "/etc/group"})
+        if (!machine.file(path) && errno != ENOENT) {
+            complain(path, strerror(errno));
+            return false;
+        }
+    return true;
+}
+
+bool is_appliance(const Machine& machine) {
+    if (machine.is_directory("/etc"))
+        return is_readable(machine);
+    complain(machine.place("/"), "no appliance: it has no folder etc");
+    return false;
+}
+
 int show(const Options& options) {
     const Machine machine(options.root);
-    if (!machine.is_directory("/etc"))
-        return complain(options.root, "no appliance: it has no folder etc");
+    if (!is_appliance(machine))
+        return trouble;
     for (const std::string& user : options.users)
         if (std::none_of(machine.people().begin(), machine.people().end(),
                          [&](const rights::Person& person) { return person.name == user; }))
             return complain(user, "no such account");
     const Report report = make_report(machine, options.users);
-    if (!options.after.empty()) {
-        const Machine after(options.root, options.after);
-        return print_difference(report, make_report(after, options.users), stdout) > 0 ? differs
-                                                                                       : same;
+    if (!options.before.empty()) {
+        const Machine before(options.before);
+        if (!is_appliance(before))
+            return trouble;
+        const Report old = make_report(before, options.users);
+        return print_difference(old, report, stdout) > 0 ? differs : same;
     }
     if (!options.html.empty())
         return write_html(report, title_of(machine), options.html);

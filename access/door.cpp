@@ -28,6 +28,10 @@ int open_input(const char* path) {
     return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
+int open_settings(const char* path) {
+    return open_input(path);
+}
+
 int open_output(const char* path, mode_t) {
     const int file = memfd_create("output", MFD_CLOEXEC);
     if (file == -1)

@@ -252,10 +252,9 @@ std::string resolve(const std::string& root, const std::string& path) {
 
 }  // namespace
 
-Machine::Machine(const std::string& root, const std::string& over) : root_(root), over_(over) {
-    for (std::string* folder : {&root_, &over_})
-        while (folder->ends_with('/'))
-            folder->pop_back();
+Machine::Machine(const std::string& root) : root_(root) {
+    while (root_.ends_with('/'))
+        root_.pop_back();
     people_ = find_people(*this);
 }
 
@@ -264,11 +263,7 @@ std::string Machine::resolved(const std::string& path) const {
 }
 
 std::string Machine::place(const std::string& path) const {
-    struct stat status = {};
-    const std::string above = over_.empty() ? "" : resolve(over_, path);
-    if (!above.empty() && get_status(over_ + above, &status))
-        return over_ + above;
-    const std::string below = resolve(root_, path);
+    const std::string below = resolved(path);
     return below.empty() ? "" : root_ + below;
 }
 

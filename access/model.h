@@ -31,9 +31,7 @@ struct Person {
 // over them where that is asked for.
 class Machine {
   public:
-    // `root`: "/" or the folder of an appliance root. `over`, if not empty: a folder whose files,
-    // such as a run has written, stand in place of those.
-    explicit Machine(const std::string& root, const std::string& over = "");
+    explicit Machine(const std::string& root);  // "/" or the folder of an appliance root
 
     // The bytes of a file by its path on the appliance; links are followed inside the root.
     // Nothing when it cannot be read.
@@ -45,7 +43,7 @@ class Machine {
     // Where a path of the appliance is on this machine, each link followed inside the root.
     std::string place(const std::string& path) const;
 
-    // A path of the appliance without links. Empty when they go round in a circle.
+    // A path of the appliance without links. Empty when they go round in a circle, as it then is above.
     std::string resolved(const std::string& path) const;
 
     // As after `tavrogen -c` for all services: the program's own writers run, and their files
@@ -56,8 +54,7 @@ class Machine {
     const std::vector<Person>& people() const { return people_; }
 
   private:
-    std::string root_;  // without a slash at its end; of "/": empty
-    std::string over_;
+    std::string root_;                            // without a slash at its end; of "/": empty
     std::map<std::string, std::string> written_;  // path, bytes: what a run would write
     std::vector<Person> people_;
 };

@@ -63,16 +63,17 @@ TEST(Access, ReadsTheFilesAsTheyStand) {
 }
 
 TEST(Access, ShowsWhoGainsAndWhoLoses) {
-    Example example;
-    const auto after = example.at("/after");
-    EXPECT_EQ(access(example, "--after " + after.string()).out, "");
-    std::string conf = example.read("/etc/proftpd/proftpd.conf");
+    const Example before;
+    Example after;
+    const std::string since = "--before " + before.at("/").string();
+    EXPECT_EQ(access(after, since).out, "");
+    std::string conf = after.read("/etc/proftpd/proftpd.conf");
     const std::string denied = "    DenyUser bob\n    DenyGroup studio\n";
     ASSERT_TRUE(has(conf, denied));
     conf.replace(conf.find(denied), denied.size(), "    AllowUser bob\n");
-    example.write("/after/etc/proftpd/proftpd.conf", conf);
-    example.write("/after/etc/exports", "/mnt/disk4/archive 192.0.2.9(ro)\n");
-    const Outcome outcome = access(example, "--after " + after.string());
+    after.write("/etc/proftpd/proftpd.conf", conf);
+    after.write("/etc/exports", "/mnt/disk4/archive 192.0.2.9(ro)\n");
+    const Outcome outcome = access(after, since);
     EXPECT_EQ(outcome.out,
               "More access:\n"
               "bob: accounts over FTP: read -> read and write\n"
@@ -139,7 +140,7 @@ TEST(Access, WritesValidPages) {
 }
 
 TEST(Access, HasAStatusForTrouble) {
-    const Example example;
+    Example example;
     const struct {
         std::string arguments, says;
         int status;
@@ -148,7 +149,8 @@ TEST(Access, HasAStatusForTrouble) {
         {"--version", "tavrogen-access 1.10\n", 0},
         {"--wrong", "usage: tavrogen-access", 2},
         {"mallory", "tavrogen-access: mallory: no such account\n", 2},
-        {"--root /nowhere", "tavrogen-access: /nowhere: no appliance", 2},
+        {"--root /nowhere", "tavrogen-access: /nowhere/: no appliance", 2},
+        {"--before /nowhere", "tavrogen-access: /nowhere/: no appliance", 2},
         {"--html /nowhere/page", "tavrogen-access: /nowhere/page: No such file", 2},
         {"--html /dev/full", "tavrogen-access: /dev/full: No space left", 2},
         {">/dev/full", "tavrogen-access: standard output: No space left", 2},
@@ -159,6 +161,8 @@ TEST(Access, HasAStatusForTrouble) {
         EXPECT_EQ(outcome.status, row.status) << row.arguments;
         EXPECT_TRUE(has(outcome.out, row.says)) << row.arguments << "\n" << outcome.out;
     }
+    example.obstruct("/etc/exports");
+    EXPECT_TRUE(has(access(example).out, "/etc/exports: Is a directory\n"));
 }
 
 TEST(Lint, FindsNothingInSoundSettings) {
@@ -223,7 +227,7 @@ TEST(Lint, WritesNothing) {
     };
     const std::string before = picture();
     lint(example);
-    access(example, "--after " + example.at("/after").string());
+    access(example);
     EXPECT_EQ(picture(), before);
 }
 

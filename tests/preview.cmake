@@ -1,4 +1,4 @@
 # The test of scripts/preview, which takes a static program.
-if(TAVROGEN_STATIC AND NOT TAVROGEN_SANITIZE)
+if(TAVROGEN_STATIC)
   add_test(NAME preview COMMAND ${CMAKE_SOURCE_DIR}/tests/preview_test.sh $<TARGET_FILE:tavrogen>)
 endif()
