@@ -151,7 +151,8 @@ class Check {
             return add(Effect::stops, smb_conf, remark.line, who, {remark.text, ""});
         const IntendedShare& share = written->share;
         if (!line.starts_with("    csc policy"))
-            return add(Effect::stops, share.file, share.line, share.name + ": " + who,
+            return add(Effect::stops, share.file, share.line,
+                       (share.name.empty() ? "" : share.name + ": ") + who,
                        share.name.empty() ? odd_name(share) : Cause{remark.text, "rename it"});
         int number = 0;
         for (const std::string& record : lines_of(machine_.file(offline_file).value_or(""))) {
@@ -175,7 +176,7 @@ class Check {
             elsewhere = elsewhere || !same;
             if (is_own(written))
                 return same ? std::min(access.right, meant) : Right::none;
-            if (same || (access.right > meant && machine_.is_directory(access.folder)))
+            if (same || (access.right > meant && is_there(access.folder)))
                 return access.right;
             return Right::none;  // of the folder that is meant
         };
@@ -200,6 +201,14 @@ class Check {
             finding->effect = Effect::exposes;
         finding->who += (finding->who.empty() ? written.share.name + ": " : ", ") + others;
         return finding;
+    }
+
+    // True for the folder of a share, too, whose disk may be away.
+    bool is_there(const std::string& folder) const {
+        return machine_.is_directory(folder) ||
+               std::any_of(shares_.begin(), shares_.end(), [&](const IntendedShare& share) {
+                   return smb::plain_path(share.folder) == folder;
+               });
     }
 
     // What a share gives of the folders of others, to people who are to have less of them.
