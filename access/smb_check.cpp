@@ -382,7 +382,7 @@ class Check {
         return here(cause);
     }
 
-    Cause odd_path(const Written& written, const smb::Access& access) const {
+    static Cause odd_path(const Written& written, const smb::Access& access) {
         Cause cause = odd_name(written.share);
         if (cause.text.empty())
             cause = {access.share == nullptr
