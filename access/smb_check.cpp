@@ -130,10 +130,10 @@ class Check {
 
     // The section that the share's lines have come to; NULL when its header is none.
     static const smb::Section* section_of(const smb::Server& server, const Written& written) {
-        for (const smb::Section& section : server.sections)
-            if (section.line == written.line)
-                return &section;
-        return nullptr;
+        const auto at = std::lower_bound(
+            server.sections.begin(), server.sections.end(), written.line,
+            [](const smb::Section& section, int line) { return section.line < line; });
+        return at != server.sections.end() && at->line == written.line ? &*at : nullptr;
     }
 
     // --- Findings.
@@ -276,17 +276,14 @@ class Check {
                 add(Effect::looks, share.file, share.line,
                     share.name + ": it is everyone's own share, too", special(written));
         } else if (access.share != nullptr &&
-                   smb::name_of(server_, *access.share, smb::guest_account()) != written.name &&
-                   smb::fold(written.name) !=
-                       smb::fold(smb::name_of(server_, *access.share, smb::guest_account()))) {
+                   smb::fold(smb::name_of(server_, *access.share, smb::guest_account())) !=
+                       smb::fold(written.name)) {
             add(Effect::breaks, share.file, share.line,
                 share.name + ": clients see another name, which leads nowhere", odd_name(share));
         }
         if (access.share == nullptr)
             return;
-        const std::string meant =
-            share.comment +
-            (share.file == share_file || share.usb ? share.read_only ? "(Read Only)" : "" : "");
+        const std::string meant = share.comment + (share.read_only ? "(Read Only)" : "");
         const std::string shown = smb::comment_of(server_, *access.share, smb::guest_account());
         if (shown != meant &&
             !(finding && smb::fold(access.share->name) != smb::fold(written.name)))
@@ -349,9 +346,7 @@ class Check {
             smb::fold(written.name) == "printers" || smb::fold(written.name) == "ipc$")
             return here(special(written));
         if (const Written* twin = twin_of(written)) {
-            const bool is_own =
-                twin->share.file != share_file && twin->share.file != usb_share_file;
-            const Written& later = is_own || twin->line < written.line ? written : *twin;
+            const Written& later = is_own(*twin) || twin->line < written.line ? written : *twin;
             const Written& earlier = &later == twin ? written : *twin;
             return {{"Samba takes " + quoted(later.name) + " and " + quoted(earlier.name) + " of " +
                          earlier.share.file + ':' + std::to_string(earlier.share.line) +
