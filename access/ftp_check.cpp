@@ -227,7 +227,7 @@ class Checker {
     }
 
     void check_share(const IntendedShare& share) {
-        const bool served = share.services.count(Service::ftp) > 0;
+        const bool served = share.services.contains(Service::ftp);
         const auto& people = machine_.people();
         const auto all = server_.give(machine_, share.folder);
         const ftp::Given anonymous = server_.give_without_account(machine_, share.folder);
@@ -343,7 +343,7 @@ class Checker {
                 continue;  // for everybody
             std::vector<std::string> folders;
             for (const std::string& name : machine_.folders_in("/mnt/" + volume)) {
-                const std::string folder = "/mnt/" + volume + '/' + name;
+                const std::string folder = std::string("/mnt/").append(volume) + '/' + name;
                 if (!is_in_share(folder) && is_readable(folder))
                     folders.push_back(folder);
             }

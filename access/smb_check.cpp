@@ -151,7 +151,8 @@ class Check {
             return add(Effect::stops, smb_conf, remark.line, who, {remark.text, ""});
         const IntendedShare& share = written->share;
         if (!line.starts_with("    csc policy"))
-            return add(Effect::stops, share.file, share.line, share.name + ": " + who,
+            return add(Effect::stops, share.file, share.line,
+                       (share.name.empty() ? "" : share.name + ": ") + who,
                        share.name.empty() ? odd_name(share) : Cause{remark.text, "rename it"});
         int number = 0;
         for (const std::string& record : lines_of(machine_.file(offline_file).value_or(""))) {
@@ -175,7 +176,7 @@ class Check {
             elsewhere = elsewhere || !same;
             if (is_own(written))
                 return same ? std::min(access.right, meant) : Right::none;
-            if (same || (access.right > meant && machine_.is_directory(access.folder)))
+            if (same || (access.right > meant && is_there(access.folder)))
                 return access.right;
             return Right::none;  // of the folder that is meant
         };
@@ -200,6 +201,14 @@ class Check {
             finding->effect = Effect::exposes;
         finding->who += (finding->who.empty() ? written.share.name + ": " : ", ") + others;
         return finding;
+    }
+
+    // True for the folder of a share, too, whose disk may be away.
+    bool is_there(const std::string& folder) const {
+        return machine_.is_directory(folder) ||
+               std::any_of(shares_.begin(), shares_.end(), [&](const IntendedShare& share) {
+                   return smb::plain_path(share.folder) == folder;
+               });
     }
 
     // What a share gives of the folders of others, to people who are to have less of them.
@@ -259,9 +268,13 @@ class Check {
         if (finding) {
             const auto [cause, file, line] = place_of_cause(written, *finding);
             add(finding->effect, file, line, finding->who, cause);
-        } else if (access.share != nullptr && smb::fold(written.name) == "homes") {
-            add(Effect::looks, share.file, share.line,
-                share.name + ": it is everyone's own share, too", special(written));
+        } else if (smb::fold(written.name) == "homes") {
+            if (share.guest != Right::none)
+                add(Effect::breaks, share.file, share.line,
+                    share.name + ": without an account nobody reaches it", special(written));
+            else
+                add(Effect::looks, share.file, share.line,
+                    share.name + ": it is everyone's own share, too", special(written));
         } else if (access.share != nullptr &&
                    smb::name_of(server_, *access.share, smb::guest_account()) != written.name &&
                    smb::fold(written.name) !=
@@ -282,7 +295,8 @@ class Check {
 
     void add_comment(const Written& written, const std::string& shown) {
         const auto* section = section_of(server_, written);
-        if (section == nullptr || !section->share || is_merged(written))
+        if (section == nullptr || !section->share || is_merged(written) ||
+            swallows_header(written) || !smb::is_utf8(shown))
             return;  // a finding of its own says why
         const IntendedShare& share = written.share;
         add(Effect::looks, share.file, share.line,
@@ -324,13 +338,13 @@ class Check {
         const IntendedShare& share = written.share;
         const auto here = [&](const Cause& cause) { return Place{cause, share.file, share.line}; };
         const auto* section = section_of(server_, written);
-        if (section == nullptr) {
-            const Setting link = setting(machine_, msdfs_file, "msdfs_link1_unc1");
-            return {{"its target ends in a backslash, which takes the next line with it",
-                     "end it otherwise"},
-                    msdfs_file,
-                    link.line};
-        }
+        const Setting link = setting(machine_, msdfs_file, "msdfs_link1_unc1");
+        if (section == nullptr || swallows_header(written))
+            return {
+                {"the target of the link ends in a backslash, which takes the next line with it",
+                 "end it otherwise"},
+                msdfs_file,
+                link.line};
         if (!section->share || smb::fold(written.name) == "homes" ||
             smb::fold(written.name) == "printers" || smb::fold(written.name) == "ipc$")
             return here(special(written));
@@ -368,7 +382,7 @@ class Check {
         return here(cause);
     }
 
-    Cause odd_path(const Written& written, const smb::Access& access) const {
+    static Cause odd_path(const Written& written, const smb::Access& access) {
         Cause cause = odd_name(written.share);
         if (cause.text.empty())
             cause = {access.share == nullptr
@@ -394,6 +408,12 @@ class Check {
                     linked ? link.line : path.line};
         }
         return {odd_path(written, {}), msdfs_file, written.share.line};
+    }
+
+    // True for a root of DFS whose target continues its line: over the header of the next share.
+    bool swallows_header(const Written& written) const {
+        return written.share.file == msdfs_file && written.folder.empty() &&
+               ends_in_backslash(setting(machine_, msdfs_file, "msdfs_link1_unc1").value);
     }
 
     // smb.conf without a share's lines.
