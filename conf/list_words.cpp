@@ -1,43 +1,56 @@
 // The fields of a list line.
 #include "conf/list_words.h"
 
-#include "conf/text.h"
+#include "base/messages.h"
+#include "base/text.h"
 
-#include <stdio.h>
+#include <array>
 #include <stdlib.h>
 #include <string.h>
 
+// A table, since each byte of each list is asked about.
+static constexpr auto enders = [] {
+    std::array<bool, 256> table = {};
+    table['\0'] = table['<'] = table['>'] = true;
+    return table;
+}();
+
+static bool ends_field(char byte) {
+    return enders[static_cast<unsigned char>(byte)];
+}
+
 static size_t field_length(const char* cursor) {
     const char* end = cursor;
-    while (*end != '\0' && *end != '<' && *end != '>')
+    while (!ends_field(*end))
         ++end;
     return static_cast<size_t>(end - cursor);
 }
 
 const char* get_words(const char* cursor, char* destination, int size) {
     if (cursor == nullptr) {
-        puts(">get_words:src is NULL.");
+        say(">get_words:src is NULL.\n");
         return nullptr;
     }
-    const size_t length = field_length(cursor);
+    const char* at = cursor;
     if (size > 0) {
-        const size_t room = static_cast<size_t>(size) - 1;
-        const size_t kept = length < room ? length : room;
-        memcpy(destination, cursor, kept);
-        destination[kept] = '\0';
+        const char* const limit = cursor + size - 1;
+        while (at != limit && !ends_field(*at))
+            *destination++ = *at++;
+        *destination = '\0';
     }
-    return cursor + length + 2;
+    return at + field_length(at) + 2;
 }
 
 const char* get_words_with_allocate(const char* cursor, char** target) {
     if (cursor == nullptr) {
-        puts(">get_words_with_allocate:src is NULL.");
+        say(">get_words_with_allocate:src is NULL.\n");
         return nullptr;
     }
     const size_t length = field_length(cursor);
     *target = static_cast<char*>(malloc(length + 1));
     if (*target == nullptr) {
-        fputs("get_words_with_allocate:memory allocate fail.", stdout);  // Kept: no newline.
+        // Kept: the message has no newline, unlike every other one.
+        say("get_words_with_allocate:memory allocate fail.");
         return nullptr;
     }
     memcpy(*target, cursor, length);
@@ -47,9 +60,10 @@ const char* get_words_with_allocate(const char* cursor, char** target) {
 
 const char* take(const char* cursor, int& member) {
     // Most numbers are one digit, for which the general way is long.
-    if (cursor != nullptr && cursor[0] >= '0' && cursor[0] <= '9' && cursor[1] == '<') {
+    if (cursor != nullptr && cursor[0] >= '0' && cursor[0] <= '9' &&
+        (cursor[1] == '<' || cursor[1] == '\n')) {
         member = cursor[0] - '0';
-        return cursor + 3;
+        return cursor + (cursor[1] == '<' ? 3 : 4);  // a newline has the NUL after it
     }
     char digits[32] = "";
     cursor = take(cursor, digits);

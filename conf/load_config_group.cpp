@@ -20,13 +20,14 @@ static parsed parse_group(const char* line, GROUP_INFO* group) {
     const char* password_end = name_end ? strchr(name_end + 1, ':') : nullptr;
     const char* id_end = password_end ? strchr(password_end + 1, ':') : nullptr;
     const char* members_end = id_end ? strchr(id_end + 1, '\n') : nullptr;
-    if (members_end == nullptr)  // Kept: so is a last line without its newline.
+    // Kept: a last line without its newline is rejected, too, where one expects it to be read.
+    if (members_end == nullptr)
         return parsed::rejected;
     copy_cut(group->GroupName, sizeof group->GroupName, line, name_end);
     copy_cut(group->GroupID, sizeof group->GroupID, password_end + 1, id_end);
     group->GroupUser = strndup(id_end + 1, static_cast<size_t>(members_end - id_end - 1));
     if (group->GroupUser == nullptr) {
-        fputs("Can't allocate memory\n", stderr);
+        complain("Can't allocate memory\n");
         return parsed::out_of_memory;
     }
     return parsed::accepted;
@@ -41,15 +42,13 @@ static void clear_group(GROUP_INFO* group) {
 }
 
 int load_groupinfo(GROUP_INFO* head, int* count) {
-    const Stream file = open_list("/etc/group");
-    if (!file)
+    ListReader lines("/etc/group");
+    if (!lines) {
+        complain("Can't Open : /etc/group\n");
         return -1;
-    const Text area = allocate_line();
-    if (!area)
-        return -1;
+    }
     *count = 0;
     *head = {};
-    LineReader lines(file.get(), area.get(), line_size);
     GROUP_INFO* group = head;
     bool vacant = true;  // the current record is free for the next line
     while (const char* line = lines.next()) {
@@ -66,8 +65,8 @@ int load_groupinfo(GROUP_INFO* head, int* count) {
             return -1;
         vacant = outcome == parsed::rejected;
         if (vacant) {
-            // Kept: a malformed line gives up its record, and the next line overwrites the
-            // group before it, which the count goes on to include.
+            // Kept: the line after a malformed one overwrites the group before it; *count still
+            // includes that group.
             if (group != head)
                 group = drop_last(group);
             continue;
@@ -85,7 +84,7 @@ void release_groupinfo(GROUP_INFO* head) {
 }
 
 void close_groupinfo(GROUP_INFO* head) {
-    int followers = 0;  // Kept: the trace leaves out the head.
+    int followers = 0;  // Kept: the trace counts the records after the head, not all of them.
     for (const GROUP_INFO* group = head->next; group != nullptr; group = group->next)
         ++followers;
     trace(1, "close_groupinfo in load_config: group count is %d.\n", followers);

@@ -1,7 +1,7 @@
 // The listing of a directory's subdirectories.
 #include "du/sub_du.h"
 
-#include "include/debug.h"
+#include "base/messages.h"
 
 #include <dirent.h>
 #include <initializer_list>
@@ -26,7 +26,7 @@ struct close_directory {
 };
 using Directory = std::unique_ptr<DIR, close_directory>;
 
-// Frees the list from a node, which has none behind it, back to the first.
+// Frees the list from its last node back to the first.
 void release_list(dir_node* node) {
     while (node != nullptr) {
         dir_node* previous = node->prev;
@@ -41,7 +41,7 @@ dir_node* allocate_node() {
 }
 
 int out_of_memory(dir_node* list) {
-    fputs("can't allocate memory\n", stderr);
+    complain("can't allocate memory\n");
     release_list(list);
     return -1;
 }
@@ -57,7 +57,7 @@ bool is_listed(DIR* directory, const char* name) {
     return true;
 }
 
-// Stores a name in the empty node at the end of the list and puts a new one behind it. Returns
+// Stores a name in the empty node at the end of the list and puts a new one after it. Returns
 // the new node, or NULL when memory runs out.
 dir_node* append(dir_node* node, const char* name) {
     node->name = strdup(name);
@@ -80,10 +80,10 @@ void print_subdirectory(const char* directory, const char* name) {
     if (snprintf(path, sizeof path, "%s%s%s", directory, slash, name) >=
         static_cast<int>(sizeof path))
         return;
-    printf("\t%s\n", path);
-    // Kept: a relative path is opened from where the process now is, inside the directory.
+    say("\t%s\n", path);
+    // Kept: a relative path is opened from inside the directory, where it leads to something else.
     if (!Directory(opendir(path)))
-        fprintf(stderr, "cannot open 2nd directory: %s\n", path);
+        complain("cannot open 2nd directory: %s\n", path);
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ int dir_use(const char* directory) {
     trace(1, "dir_use in sub_du: seach %s.\n", directory);
     Directory entries(opendir(directory));
     if (!entries) {
-        fprintf(stderr, "cannot open directory: %s\n", directory);
+        complain("cannot open directory: %s\n", directory);
         release_list(first);
         return -1;
     }
@@ -117,7 +117,7 @@ int dir_use(const char* directory) {
 
     for (const dir_node* node = first; node->name != nullptr; node = node->next)
         print_subdirectory(directory, node->name);
-    printf("\t%s\n", directory);
+    say("\t%s\n", directory);
     release_list(last);
     return 0;
 }

@@ -22,11 +22,11 @@ same "services" \
     "$(grep -oP '\{"\K[a-z]+(?=", make_)' cmd/actions.cpp)" \
     "$(grep -oP '^\.It Cm \K.*' $command)"
 
-wrapper='(load_text|load_switch|LoadConfFile[A-Za-z]+)\(([a-z_]+, |"/[^"]*", )?'
+wrapper='(load_switch|LoadConfFile[A-Za-z]+)\(([a-z_]+, |"/[^"]*", )?'
 same "keys" \
     "$(grep -ohP "$wrapper\"\K[^\"/]+(?=\")" conf/*.cpp writers/*.cpp
        grep -ohP 'snprintf\((key|name), [^"]*"\K[^"]*%d[^"%]*(?=")' conf/*.cpp | sed 's/%d/N/'
-       grep -oP '^ +\{"\K[^"]+(?=", (TEXT|NUMBER)_FIELD)' conf/load_config_iscsi.cpp |
+       grep -oP '^ +(own|shared)\.load\("\K[^"]+' conf/load_config_iscsi.cpp |
            sed 's/^/iscsi_deviceN_/')" \
     "$(grep -oP '^\.It Va \K.*' $settings)"
 

@@ -2,7 +2,7 @@
 #include "conf/conf_file.h"
 #include "conf/list_words.h"
 #include "conf/load_config.h"
-#include "conf/record_chain.h"
+#include "base/record_chain.h"
 #include "conf/vantor_bin.h"
 #include "include/debug.h"
 #include "util/utils.h"

@@ -73,10 +73,8 @@ TEST(Faults, EachAllocationMayFail) {
         string arguments;
         std::set<int> said;  // of the messages
     } rows[] = {
-        {"-c samba", {1, 2, 3, 4, 8}}, {"-c proftpd", {1, 2, 4, 8}},
-        {"-c atalk", {1, 2, 3, 4, 8}}, {"-c syslog", {9}},
-        {"-c iscsi", {1, 8}},          {"-c nfs", {1, 2, 4, 8}},
-        {"-b /mnt", {5, 6, 7}},
+        {"-c samba", {1, 2, 3}}, {"-c proftpd", {1, 2}}, {"-c atalk", {1, 2, 3}}, {"-c syslog", {}},
+        {"-c iscsi", {1}},       {"-c nfs", {1, 2}},     {"-b /mnt", {5, 6, 7}},
     };
     for (const auto& row : rows) {
         // A file that is left out without a word counts as without the line that it is read for.
@@ -228,7 +226,7 @@ TEST(Faults, AFileIsCutWhereTheWritingEnds) {
         string pam_smb;
     } rows[] = {
         {"no more room", SIG_IGN, 0, expected("off/etc/pam_smb.conf")},
-        {"the program is killed", SIG_DFL, 128 + SIGXFSZ, "(no such file)"},
+        {"a limit on file size", SIG_DFL, 0, expected("off/etc/pam_smb.conf")},
     };
     for (const auto& row : rows) {
         Appliance appliance;
