@@ -32,7 +32,7 @@ static int copy_value(std::string_view text, char* value, int size) {
 
 // Looks a key up by reading the file from the front, without the heap.
 static int scan(const char* path, std::string_view key, char* value, int size) {
-    const Descriptor file(open_input(path));
+    const Descriptor file(open_settings(path));
     enum { in_key, in_value, in_other_line } state = in_key;
     size_t matched = 0;
     int used = 0;
@@ -90,7 +90,7 @@ static bool read_bytes(int file, Text* bytes, size_t* size) {
 }
 
 SettingsFile::SettingsFile(const char* path) : path_(path) {
-    const Descriptor file(open_input(path));
+    const Descriptor file(open_settings(path));
     indexed_ = file == -1 || (read_bytes(file, &bytes_, &size_) && index_lines());
 }
 
