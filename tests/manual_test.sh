@@ -12,7 +12,7 @@ same() {
         <(sort -u <<<"$2") <(sort -u <<<"$3") || status=1
 }
 
-mandoc -T lint -W warning $command $settings doc/tavrogen-lint.8 || status=1
+mandoc -T lint -W warning $command $settings doc/tavrogen-{access,lint}.8 || status=1
 
 same "options" \
     "$(grep -oP 'getopt\(argc, argv, "\K[a-z:]+' cmd/main.cpp | tr -d : | grep -o .)" \

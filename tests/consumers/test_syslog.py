@@ -6,6 +6,9 @@ import socket
 import unittest
 
 import appliance
+import draw
+import study
+import study_syslog
 from appliance import ETC, run
 from known import KNOWN, as_known, refusals
 
@@ -69,3 +72,15 @@ class Syslog(unittest.TestCase):
             complaints |= {as_known(lines[int(number) - 1], known) for number in numbers
                            if int(number) <= len(lines)}  # the end of the file is no line
         self.assertEqual(complaints, {*known, *KNOWN["rsyslogd refuses or warns about"]})
+
+    def test_the_lint_names_the_log_hosts_that_no_message_comes_to(self):
+        hosts = study_syslog.LogHosts()
+        self.addCleanup(hosts.close)
+        tally = study.Tally()
+        info = study.ROOT / "etc/korvel/info"
+        for value in ["192.0.2.50", *draw.ODD["plausible"]["loghost"], *draw.ODD["wild"]["loghost"]]:
+            study.write_drawn("plain", 0)
+            info.write_bytes(info.read_bytes() + b"syslog_forward=on\n")
+            study_syslog.set_log_host(value)
+            tally.add(ascii(value), study_syslog.misreadings(hosts), study.findings("syslog"))
+        self.assertEqual(tally.wrong, [])
