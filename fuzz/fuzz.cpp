@@ -166,7 +166,7 @@ static void mount_probe() {
 }
 
 static constexpr const char* appliance[] = {
-#include "fuzz/appliance_files.inc"
+#include "fuzz/input_files.inc"
 };
 
 static string name;  // of the target

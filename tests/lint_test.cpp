@@ -1,5 +1,5 @@
 // tavrogen-lint: each finding, and that every name that it lets pass is read as one section.
-#include "tests/appliance.h"
+#include "tests/root.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -84,27 +84,27 @@ TEST(Lint, NamesWhatAServiceMisreads) {
         {"nfs_info", "nfs_subnetmask=24", ""},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
-        appliance.write("shareinfo.vfs", "pub<>on<>on<>1\nmy files<>on<>on<>1\n");
+        Root root;
+        root.write("shareinfo.vfs", "pub<>on<>on<>1\nmy files<>on<>on<>1\n");
         if (row.file.empty())
-            appliance.write("shareinfo", appliance.read("shareinfo") + row.change);
+            root.write("shareinfo", root.read("shareinfo") + row.change);
         else if (row.change.ends_with('\n'))
-            appliance.write(row.file, row.change);
+            root.write(row.file, row.change);
         else
-            appliance.change(row.file, row.change);
-        const Outcome run = appliance.run("");
+            root.change(row.file, row.change);
+        const Outcome run = root.run("");
         EXPECT_EQ(run.out, row.findings.empty() ? "" : "/etc/korvel/" + row.findings + "\n");
         EXPECT_EQ(run.status, row.findings.empty() ? 0 : 1) << run.err;
     }
 }
 
 TEST(Lint, HasAStatusForTrouble) {
-    Appliance appliance;
-    EXPECT_EQ(appliance.run("-h").status, 2);
-    appliance.remove("msdfs");
-    EXPECT_EQ(appliance.run("").status, 0);
-    appliance.obstruct("shareinfo");
-    EXPECT_EQ(appliance.run("").status, 2);
+    Root root;
+    EXPECT_EQ(root.run("-h").status, 2);
+    root.remove("msdfs");
+    EXPECT_EQ(root.run("").status, 0);
+    root.obstruct("shareinfo");
+    EXPECT_EQ(root.run("").status, 2);
 }
 
 // The lines that a command prints, sorted by their bytes.
@@ -132,16 +132,16 @@ TEST(Lint, LetsPassNamesThatAreReadAsOneSectionEach) {
             while (byte == '<' || byte == '>')
                 byte = static_cast<char>(' ' + random() % 95);
     }
-    Appliance appliance;
-    appliance.change("info", "info_visible=off;domain=on");
-    appliance.change("msdfs", "msdfs_function=off;msdfs_root_path=");
-    appliance.write("usbshareinfo", "");
+    Root root;
+    root.change("info", "info_visible=off;domain=on");
+    root.change("msdfs", "msdfs_function=off;msdfs_root_path=");
+    root.write("usbshareinfo", "");
     const auto lint = [&] {
         std::string list;
         for (const auto& name : names)
             list += share(name, "", 0);
-        appliance.write("shareinfo", list);
-        return appliance.run("").out;
+        root.write("shareinfo", list);
+        return root.run("").out;
     };
     std::istringstream findings(lint());
     for (std::string finding; getline(findings, finding);)
@@ -152,7 +152,7 @@ TEST(Lint, LetsPassNamesThatAreReadAsOneSectionEach) {
     EXPECT_EQ(lint(), "");
 
     setenv("TAVROGEN_PROGRAM", TAVROGEN, 1);
-    EXPECT_EQ(appliance.run("-c samba -c proftpd").status, 0);
+    EXPECT_EQ(root.run("-c samba -c proftpd").status, 0);
     unsetenv("TAVROGEN_PROGRAM");
     if (sorted_lines("(command -v testparm; command -v proftpd)").size() < 2) {
         ASSERT_EQ(getenv("CI"), nullptr) << "testparm or proftpd is not installed";
@@ -166,7 +166,7 @@ TEST(Lint, LetsPassNamesThatAreReadAsOneSectionEach) {
     }
     std::sort(sections.begin(), sections.end());
     std::sort(paths.begin(), paths.end());
-    const std::string etc = appliance.at("/etc").string();
+    const std::string etc = root.at("/etc").string();
     EXPECT_EQ(sorted_lines("testparm -s " + etc + "/samba/smb.conf 2>&1 | grep -a '^\\['"),
               sections);
     // Without the lines that the server refuses, whatever the names are.
