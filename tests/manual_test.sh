@@ -29,10 +29,11 @@ same "options" \
 services=$(run | sed -n 's/.*-c <\(.*\)>.*/\1/p' | tr '|' '\n')
 same "services" "$services" "$(sed -n 's/^\.It Cm //p' $command)"
 
-# Without any setting, the program names every key that it asks for. The keys of a disk and of a
-# link are asked for only where there is one.
+# Without any setting, the program names every key that it asks for. Some are asked for only where
+# there is a disk, a link or a share.
 mkdir -p "$root"/etc/{korvel,samba,atalk,proftpd,pam.d}
 echo iscsi_device0_target=x >"$root/etc/korvel/iscsi_disks1"
+echo share >"$root/etc/korvel/shareinfo"
 echo msdfs_link1_name=x >"$root/etc/korvel/msdfs"
 # shellcheck disable=SC2046 # a list of words
 said=$(run $(sed 's/^/-c /' <<<"$services"))
