@@ -1,7 +1,7 @@
 // Benchmarks of the parts that can be called in process.
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
-#include "conf/record_chain.h"
+#include "base/record_chain.h"
 #include "util/utils.h"
 #include "writers/proftpd_sections.h"
 

@@ -1,10 +1,11 @@
 // tavrogen: writes the service configurations of the appliance and answers its scripts' queries.
+#include "base/text.h"
 #include "cmd/actions.h"
-#include "conf/text.h"
 #include "du/sub_du.h"
 #include "include/debug.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 // Fills the places of standard streams that the caller has closed with a descriptor that takes
@@ -15,8 +16,16 @@ static void guard_standard_streams() {
             open("/", O_PATH);
 }
 
+// Lets the run go on where its messages cannot be written: to a reader that has gone away, or
+// beyond a limit on file size. They are lost, the services' files are not.
+static void ignore_write_signals() {
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
 int main(int argc, char** argv) {
     guard_standard_streams();
+    ignore_write_signals();
     if (argc == 1) {
         usage();
         return -1;
@@ -40,7 +49,7 @@ int main(int argc, char** argv) {
             case 'm':
                 result = print_hwaddr(optarg);
                 break;
-            default:  // Kept: so are -k, -p, -s, -u and -v, which the option string knows.
+            default:  // Kept: the reserved options print the usage, too, as an unknown one does.
                 banner();
                 usage();
                 break;

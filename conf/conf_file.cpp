@@ -1,23 +1,26 @@
 // The settings wrappers.
 #include "conf/conf_file.h"
 
-#include "conf/text.h"
-#include "conf/vantor_bin.h"
+#include "base/messages.h"
+#include "base/text.h"
 
-#include <stdio.h>
-
-static int lookup(const char* wrapper, const char* file, const char* key, char* value, int size) {
-    if (get_StringbyKey(file, key, value, size))
+static int lookup(const char* wrapper, const SettingsFile& file, const char* key, char* value,
+                  int size) {
+    if (file.find(key, value, size))
         return 0;
-    printf("%s:key=[%s] not found in %s.\n", wrapper, key, file);
+    say("%s:key=[%s] not found in %s.\n", wrapper, key, file.path());
     return -1;
 }
 
-int LoadConfFileString(const char* file, const char* key, char* value, int size) {
+int LoadConfFileString(const SettingsFile& file, const char* key, char* value, int size) {
     return lookup("LoadConfFileString", file, key, value, size);
 }
 
-int LoadConfFileInt(const char* file, const char* key, int* value) {
+int LoadConfFileString(const char* file, const char* key, char* value, int size) {
+    return LoadConfFileString(SettingsFile(file), key, value, size);
+}
+
+int LoadConfFileInt(const SettingsFile& file, const char* key, int* value) {
     char digits[128];
     if (lookup("LoadConfFileInt", file, key, digits, sizeof digits) != 0)
         return -1;
@@ -25,7 +28,11 @@ int LoadConfFileInt(const char* file, const char* key, int* value) {
     return 0;
 }
 
-int LoadConfFileChar(const char* file, const char* key, unsigned char* value) {
+int LoadConfFileInt(const char* file, const char* key, int* value) {
+    return LoadConfFileInt(SettingsFile(file), key, value);
+}
+
+int LoadConfFileChar(const SettingsFile& file, const char* key, unsigned char* value) {
     char digits[128];
     if (lookup("LoadConfFileChar", file, key, digits, sizeof digits) != 0)
         return -1;
@@ -33,18 +40,26 @@ int LoadConfFileChar(const char* file, const char* key, unsigned char* value) {
     return 0;
 }
 
-int LoadConfFileOnOff(const char* file, const char* key) {
+int LoadConfFileChar(const char* file, const char* key, unsigned char* value) {
+    return LoadConfFileChar(SettingsFile(file), key, value);
+}
+
+int LoadConfFileOnOff(const SettingsFile& file, const char* key) {
     char word[128];
     if (lookup("LoadConfFileOnOff", file, key, word, sizeof word) != 0)
         return -1;
     return equal(word, "on");
 }
 
+int LoadConfFileOnOff(const char* file, const char* key) {
+    return LoadConfFileOnOff(SettingsFile(file), key);
+}
+
 int SaveConfFileString(const char* file, const char* key, const char* value) {
     if (set_StringbyKey(file, key, value) == 0) {
-        printf("SaveConfFileString:key[%s] value[%s]\n", key, value);
+        say("SaveConfFileString:key[%s] value[%s]\n", key, value);
         return 0;
     }
-    printf("SaveConfFileString:key=[%s] value[%s] save fail in %s.\n", key, value, file);
+    say("SaveConfFileString:key=[%s] value[%s] save fail in %s.\n", key, value, file);
     return -1;
 }

@@ -1,28 +1,36 @@
 // The fields of a list line.
 #include "conf/list_words.h"
 
-#include "conf/text.h"
+#include "base/messages.h"
+#include "base/text.h"
 
-#include <stdio.h>
+#include <algorithm>
+#include <array>
 #include <stdlib.h>
 #include <string.h>
 
+// The bytes that end a field.
+static constexpr auto ends_field = [] {
+    std::array<bool, 256> ends = {};
+    ends['\0'] = ends['<'] = ends['>'] = true;
+    return ends;
+}();
+
 static size_t field_length(const char* cursor) {
     const char* end = cursor;
-    while (*end != '\0' && *end != '<' && *end != '>')
+    while (!ends_field[static_cast<unsigned char>(*end)])
         ++end;
     return static_cast<size_t>(end - cursor);
 }
 
 const char* get_words(const char* cursor, char* destination, int size) {
     if (cursor == nullptr) {
-        puts(">get_words:src is NULL.");
+        say(">get_words:src is NULL.\n");
         return nullptr;
     }
     const size_t length = field_length(cursor);
     if (size > 0) {
-        const size_t room = static_cast<size_t>(size) - 1;
-        const size_t kept = length < room ? length : room;
+        const size_t kept = std::min(length, static_cast<size_t>(size) - 1);
         memcpy(destination, cursor, kept);
         destination[kept] = '\0';
     }
@@ -31,13 +39,13 @@ const char* get_words(const char* cursor, char* destination, int size) {
 
 const char* get_words_with_allocate(const char* cursor, char** target) {
     if (cursor == nullptr) {
-        puts(">get_words_with_allocate:src is NULL.");
+        say(">get_words_with_allocate:src is NULL.\n");
         return nullptr;
     }
     const size_t length = field_length(cursor);
     *target = static_cast<char*>(malloc(length + 1));
     if (*target == nullptr) {
-        fputs("get_words_with_allocate:memory allocate fail.", stdout);  // Kept: no newline.
+        say("get_words_with_allocate:memory allocate fail.");  // Kept: no newline.
         return nullptr;
     }
     memcpy(*target, cursor, length);
@@ -47,9 +55,10 @@ const char* get_words_with_allocate(const char* cursor, char** target) {
 
 const char* take(const char* cursor, int& member) {
     // Most numbers are one digit, for which the general way is long.
-    if (cursor != nullptr && cursor[0] >= '0' && cursor[0] <= '9' && cursor[1] == '<') {
+    if (cursor != nullptr && cursor[0] >= '0' && cursor[0] <= '9' &&
+        (cursor[1] == '<' || cursor[1] == '\n')) {
         member = cursor[0] - '0';
-        return cursor + 3;
+        return cursor + (cursor[1] == '<' ? 3 : 4);  // a newline has the NUL after it
     }
     char digits[32] = "";
     cursor = take(cursor, digits);

@@ -11,7 +11,7 @@
 #include "include/msdfs_info.h"
 #include "include/nfs_info.h"
 #include "include/share_info.h"
-#include "include/share_lists.h"
+#include "include/side_lists.h"
 #include "include/sys_info.h"
 
 // Reads a share list. Returns the number of lines, each of which is one record (a line of more than
@@ -59,6 +59,9 @@ int load_iscsi_info(ISCSI_INFO* info);
 // disks read so far. A head record without a target means that there is no disk.
 int load_iscsi_disks(ISCSI_DISKS* head);
 void close_iscsi_disks(ISCSI_DISKS* head);
+
+// Returns the number of the firmware's switch for FTP over TLS; 0 when it is missing.
+int load_ssl_ftp();
 
 // Reads the NFS settings. Always returns 0: a missing key leaves its field empty.
 int load_nfs_info(NFS_INFO* info);

@@ -26,7 +26,7 @@ static parsed parse_group(const char* line, GROUP_INFO* group) {
     copy_cut(group->GroupID, sizeof group->GroupID, password_end + 1, id_end);
     group->GroupUser = strndup(id_end + 1, static_cast<size_t>(members_end - id_end - 1));
     if (group->GroupUser == nullptr) {
-        fputs("Can't allocate memory\n", stderr);
+        complain("Can't allocate memory\n");
         return parsed::out_of_memory;
     }
     return parsed::accepted;
@@ -41,15 +41,13 @@ static void clear_group(GROUP_INFO* group) {
 }
 
 int load_groupinfo(GROUP_INFO* head, int* count) {
-    const Stream file = open_list("/etc/group");
-    if (!file)
+    ListReader lines("/etc/group");
+    if (!lines) {
+        complain("Can't Open : /etc/group\n");
         return -1;
-    const Text area = allocate_line();
-    if (!area)
-        return -1;
+    }
     *count = 0;
     *head = {};
-    LineReader lines(file.get(), area.get(), line_size);
     GROUP_INFO* group = head;
     bool vacant = true;  // the current record is free for the next line
     while (const char* line = lines.next()) {
@@ -66,8 +64,8 @@ int load_groupinfo(GROUP_INFO* head, int* count) {
             return -1;
         vacant = outcome == parsed::rejected;
         if (vacant) {
-            // Kept: a malformed line gives up its record, and the next line overwrites the
-            // group before it, which the count goes on to include.
+            // Kept: the line after a malformed one overwrites the group before it; *count still
+            // includes that group.
             if (group != head)
                 group = drop_last(group);
             continue;

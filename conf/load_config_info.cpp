@@ -1,26 +1,19 @@
 // Reads the appliance-wide settings and the states of the volumes.
+#include "base/messages.h"
+#include "base/os.h"
+#include "base/text.h"
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
-#include "conf/text.h"
-#include "conf/vantor_bin.h"
 #include "include/code_page.h"
-#include "include/debug.h"
 
 #include <stdio.h>
 #include <string.h>
-#include <unistd.h>
 
-static constexpr char info_file[] = "/etc/korvel/info";
 static constexpr char disk_file[] = "/etc/korvel/diskinfo";
 
-template <size_t size>
-static void load_text(const char* key, char (&member)[size]) {
-    LoadConfFileString(info_file, key, member);
-}
-
-// Kept: a missing key gives -1, stored as 255, which counts as set.
-static unsigned char load_switch(const char* key) {
-    return static_cast<unsigned char>(LoadConfFileOnOff(info_file, key));
+// Kept: a missing key gives 255, which counts as set; it does not give the "off" that one expects.
+static void load_switch(const SettingsFile& file, const char* key, unsigned char* member) {
+    *member = static_cast<unsigned char>(LoadConfFileOnOff(file, key));
 }
 
 static void set_hostname(SYS_INFO* info, const char* full_name) {
@@ -31,7 +24,7 @@ static void set_hostname(SYS_INFO* info, const char* full_name) {
 }
 
 static void set_domain_mode(SYS_INFO* info, const char* domain) {
-    printf("load_info ItemValue = %s\n", domain);
+    say("load_info ItemValue = %s\n", domain);
     info->sec_domain = equal(domain, "on");
     info->sec_ads = equal(domain, "ad");
     info->sec_server = equal(domain, "server");
@@ -89,7 +82,7 @@ static void set_forward_items(SYS_INFO* info, const char* items) {
     }
 }
 
-int load_diskinfo_array(SYS_INFO* info, int index) {
+static void load_array(const SettingsFile& disks, SYS_INFO* info, int index) {
     static constexpr struct {
         const char* setting;
         const char* shown;
@@ -97,12 +90,10 @@ int load_diskinfo_array(SYS_INFO* info, int index) {
         {"jbod", "jbod"},    {"raid0", "raid-0"},   {"raid1", "raid-1"},
         {"raid5", "raid-5"}, {"raid10", "raid-10"},
     };
-    if (index < 0 || index > 1)
-        return -1;
-    char name[16];
+    char name[20];
     char value[32] = "";
     snprintf(name, sizeof name, "array%d", index + 1);
-    LoadConfFileString(disk_file, name, value);
+    LoadConfFileString(disks, name, value);
     info->array_state[index] = 0;
     for (size_t row = 0; row < sizeof rows / sizeof *rows; ++row) {
         if (!equal(value, rows[row].setting))
@@ -110,15 +101,21 @@ int load_diskinfo_array(SYS_INFO* info, int index) {
         info->array_state[index] = static_cast<unsigned char>(row + 1);
         trace(1, "load_diskinfo_array: %s is %s.\n", name, rows[row].shown);
     }
+}
+
+int load_diskinfo_array(SYS_INFO* info, int index) {
+    if (index < 0 || index > 1)
+        return -1;
+    load_array(SettingsFile(disk_file), info, index);
     return 0;
 }
 
-static void load_disks(SYS_INFO* info) {
+static void load_disks(const SettingsFile& disks, SYS_INFO* info) {
     char name[16];
     char value[32] = "";  // Kept: a missing disk repeats the value of the disk before it.
     for (int i = 0; i < 4; ++i) {
         snprintf(name, sizeof name, "disk%d", i + 1);
-        LoadConfFileString(disk_file, name, value);
+        LoadConfFileString(disks, name, value);
         info->disk_state[i] = 1;
         if (equal(value, "array1"))
             info->disk_state[i] = 2;
@@ -130,12 +127,12 @@ static void load_disks(SYS_INFO* info) {
     }
 }
 
-static void load_usb_disks(SYS_INFO* info) {
+static void load_usb_disks(const SettingsFile& disks, SYS_INFO* info) {
     char name[16];
     char value[32] = "";  // Kept: as for the disks.
     for (int i = 0; i < 2; ++i) {
         snprintf(name, sizeof name, "usb_disk%d", i + 1);
-        LoadConfFileString(disk_file, name, value);
+        LoadConfFileString(disks, name, value);
         info->usb_disk_state[i] = !equal(value, "normal");
         trace(1, "load_diskinfo_usbdisk: %s is %s.\n", name,
               info->usb_disk_state[i] ? "used" : "none");
@@ -144,44 +141,45 @@ static void load_usb_disks(SYS_INFO* info) {
 
 int load_info(SYS_INFO* info) {
     *info = {};
-    const SettingsCache cache;
-    // Kept: one area for all values that are compared. A missing key leaves the value before it
-    // in place, and the decision is made on that.
-    char value[256] = "";
-    gethostname(value, sizeof value);
+    const SettingsFile file("/etc/korvel/info");
+    // Kept: one area serves all values that are compared. A missing key leaves the value before it
+    // in place, and the decision is made on that, not on an empty value.
+    char value[256];
+    get_host_name(value, sizeof value);
     set_hostname(info, value);
-    load_text("wg", info->wg);
-    load_text("local_auth", value);
+    LoadConfFileString(file, "wg", info->wg);
+    LoadConfFileString(file, "local_auth", value);
     info->local_auth = equal(value, "on");
-    load_text("domain", value);
+    LoadConfFileString(file, "domain", value);
     set_domain_mode(info, value);
-    load_text("ad_dns", info->ad_dns);
-    load_text("pdc", info->pdc);
-    load_text("auth_server", info->auth_server);
-    info->auth_dc_server = load_switch("auth_dc_server");
-    info->auth_user_auto_add = load_switch("auth_user_auto_add");
-    info->auth_test = load_switch("auth_test");
-    load_text("auth_test_folder", info->auth_test_folder);
-    load_text("wins", info->wins);
-    load_text("string", info->string);
-    LoadConfFileChar(info_file, "mtu", &info->mtu);
-    load_text("codepage", value);
+    LoadConfFileString(file, "ad_dns", info->ad_dns);
+    LoadConfFileString(file, "pdc", info->pdc);
+    LoadConfFileString(file, "auth_server", info->auth_server);
+    load_switch(file, "auth_dc_server", &info->auth_dc_server);
+    load_switch(file, "auth_user_auto_add", &info->auth_user_auto_add);
+    load_switch(file, "auth_test", &info->auth_test);
+    LoadConfFileString(file, "auth_test_folder", info->auth_test_folder);
+    LoadConfFileString(file, "wins", info->wins);
+    LoadConfFileString(file, "string", info->string);
+    LoadConfFileChar(file, "mtu", &info->mtu);
+    LoadConfFileString(file, "codepage", value);
     set_code_page(info, value);
-    info->atalk = load_switch("atalk");
-    info->ftp = load_switch("ftp");
-    info->anonyftp = load_switch("anonyftp");
-    load_text("anonyftp_folder", info->anonyftp_folder);
-    load_text("anonyftp_mode", value);
+    load_switch(file, "atalk", &info->atalk);
+    load_switch(file, "ftp", &info->ftp);
+    load_switch(file, "anonyftp", &info->anonyftp);
+    LoadConfFileString(file, "anonyftp_folder", info->anonyftp_folder);
+    LoadConfFileString(file, "anonyftp_mode", value);
     set_anonymous_mode(info, value);
-    info->printer_win = load_switch("printer_win");
-    info->syslog_forward = load_switch("syslog_forward");
-    load_text("syslog_forward_target", info->syslog_forward_target);
-    load_text("syslog_forward_item", value);
+    load_switch(file, "printer_win", &info->printer_win);
+    load_switch(file, "syslog_forward", &info->syslog_forward);
+    LoadConfFileString(file, "syslog_forward_target", info->syslog_forward_target);
+    LoadConfFileString(file, "syslog_forward_item", value);
     set_forward_items(info, value);
-    info->info_visible = load_switch("info_visible");
-    load_diskinfo_array(info, 0);
-    load_diskinfo_array(info, 1);
-    load_disks(info);
-    load_usb_disks(info);
+    load_switch(file, "info_visible", &info->info_visible);
+    const SettingsFile disks(disk_file);
+    load_array(disks, info, 0);
+    load_array(disks, info, 1);
+    load_disks(disks, info);
+    load_usb_disks(disks, info);
     return 0;
 }

@@ -1,17 +1,15 @@
 // Reads the iSCSI settings.
+#include "base/messages.h"
+#include "base/record_chain.h"
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
-#include "conf/record_chain.h"
-#include "conf/vantor_bin.h"
-#include "include/debug.h"
 
-#include <stddef.h>
 #include <stdio.h>
+#include <string.h>
 
 int load_iscsi_info(ISCSI_INFO* info) {
-    static constexpr char file[] = "/etc/korvel/iscsi_info";
     *info = {};
-    const SettingsCache cache;
+    const SettingsFile file("/etc/korvel/iscsi_info");
     LoadConfFileString(file, "iscsi_service", info->iscsi_service);
     LoadConfFileString(file, "iscsi_IncomingUser_name", info->iscsi_IncomingUser_name);
     LoadConfFileString(file, "iscsi_IncomingUser_password", info->iscsi_IncomingUser_password);
@@ -23,76 +21,74 @@ int load_iscsi_info(ISCSI_INFO* info) {
 
 namespace {
 
-// One field of a disk: the key "iscsi_deviceN_SUFFIX". Size 0 is a number.
-struct disk_field {
-    const char* suffix;
-    size_t offset;
-    size_t size;
-    bool shared;  // the key is that of device 0, for all disks of the file
-};
-
-constexpr size_t decimal = 0;
-constexpr bool own = false;
-constexpr bool shared = true;
-
-#define TEXT_FIELD(member) offsetof(ISCSI_DISKS, member), sizeof(ISCSI_DISKS::member)
-#define NUMBER_FIELD(member) offsetof(ISCSI_DISKS, member), decimal
-
-// In the order in which the keys are looked up.
-// Kept: all disks of a file share the session parameters and the restriction of device 0.
-constexpr disk_field disk_fields[] = {
-    {"target", TEXT_FIELD(target), own},
-    {"path_lun0", TEXT_FIELD(path_lun0), own},
-    {"alias", TEXT_FIELD(alias), own},
-    {"IncomingUser_name", TEXT_FIELD(IncomingUser_name), own},
-    {"IncomingUser_password", TEXT_FIELD(IncomingUser_password), own},
-    {"OutgoingUser_name", TEXT_FIELD(OutgoingUser_name), own},
-    {"OutgoingUser_password", TEXT_FIELD(OutgoingUser_password), own},
-    {"initiators.allow", TEXT_FIELD(initiators_allow), own},
-    {"available", TEXT_FIELD(available), own},
-    {"authtype", TEXT_FIELD(authtype), own},
-    {"HeaderDigest", TEXT_FIELD(HeaderDigest), shared},
-    {"DataDigest", TEXT_FIELD(DataDigest), shared},
-    {"InitialR2T", TEXT_FIELD(InitialR2T), shared},
-    {"ImmediateData", TEXT_FIELD(ImmediateData), shared},
-    {"MaxConnections", NUMBER_FIELD(MaxConnections), shared},
-    {"MaxRecvDataSegmentLength", NUMBER_FIELD(MaxRecvDataSegmentLength), shared},
-    {"MaxXmitDataSegmentLength", NUMBER_FIELD(MaxXmitDataSegmentLength), shared},
-    {"MaxBurstLength", NUMBER_FIELD(MaxBurstLength), shared},
-    {"FirstBurstLength", NUMBER_FIELD(FirstBurstLength), shared},
-    {"MaxOutstandingR2T", NUMBER_FIELD(MaxOutstandingR2T), shared},
-    {"Wthreads", NUMBER_FIELD(Wthreads), shared},
-    {"QueuedCommands", NUMBER_FIELD(QueuedCommands), shared},
-    {"ip_restrict", TEXT_FIELD(ip_restrict), shared},
-};
-
-void load_disk(const char* file, int number, ISCSI_DISKS* disk) {
-    disk->device_number = number;
-    for (const disk_field& field : disk_fields) {
-        char key[64];
-        snprintf(key, sizeof key, "iscsi_device%d_%s", field.shared ? 0 : number, field.suffix);
-        char* member = reinterpret_cast<char*>(disk) + field.offset;
-        if (field.size == decimal)
-            LoadConfFileInt(file, key, reinterpret_cast<int*>(member));
-        else
-            LoadConfFileString(file, key, member, static_cast<int>(field.size));
+// The keys "iscsi_deviceN_..." of one device; the member's type picks the reader.
+class DeviceKeys {
+  public:
+    DeviceKeys(const SettingsFile& file, int number) : file_(file) {
+        length_ = static_cast<size_t>(snprintf(key_, sizeof key_, "iscsi_device%d_", number));
     }
+
+    template <size_t size>
+    int load(const char* name, char (&member)[size]) {
+        return LoadConfFileString(file_, key_of(name), member);
+    }
+    int load(const char* name, int& member) {
+        return LoadConfFileInt(file_, key_of(name), &member);
+    }
+
+  private:
+    const char* key_of(const char* name) {
+        strcpy(key_ + length_, name);
+        return key_;
+    }
+
+    const SettingsFile& file_;
+    size_t length_;  // of what all the keys begin with
+    char key_[64];
+};
+
+// Kept: all disks of a file share the session parameters and the restriction of device 0; those of
+// the other devices are never read.
+void load_disk(DeviceKeys& own, DeviceKeys& shared, ISCSI_DISKS* disk) {
+    own.load("target", disk->target);
+    own.load("path_lun0", disk->path_lun0);
+    own.load("alias", disk->alias);
+    own.load("IncomingUser_name", disk->IncomingUser_name);
+    own.load("IncomingUser_password", disk->IncomingUser_password);
+    own.load("OutgoingUser_name", disk->OutgoingUser_name);
+    own.load("OutgoingUser_password", disk->OutgoingUser_password);
+    own.load("initiators.allow", disk->initiators_allow);
+    own.load("available", disk->available);
+    own.load("authtype", disk->authtype);
+    shared.load("HeaderDigest", disk->HeaderDigest);
+    shared.load("DataDigest", disk->DataDigest);
+    shared.load("InitialR2T", disk->InitialR2T);
+    shared.load("ImmediateData", disk->ImmediateData);
+    shared.load("MaxConnections", disk->MaxConnections);
+    shared.load("MaxRecvDataSegmentLength", disk->MaxRecvDataSegmentLength);
+    shared.load("MaxXmitDataSegmentLength", disk->MaxXmitDataSegmentLength);
+    shared.load("MaxBurstLength", disk->MaxBurstLength);
+    shared.load("FirstBurstLength", disk->FirstBurstLength);
+    shared.load("MaxOutstandingR2T", disk->MaxOutstandingR2T);
+    shared.load("Wthreads", disk->Wthreads);
+    shared.load("QueuedCommands", disk->QueuedCommands);
+    shared.load("ip_restrict", disk->ip_restrict);
 }
 
 }  // namespace
 
 int load_iscsi_disks(ISCSI_DISKS* head) {
     *head = {};
-    const SettingsCache cache;
     ISCSI_DISKS* disk = nullptr;
     for (int file_number = 1; file_number <= 10; ++file_number) {
-        char file[64];
-        snprintf(file, sizeof file, "/etc/korvel/iscsi_disks%d", file_number);
+        char path[64];
+        snprintf(path, sizeof path, "/etc/korvel/iscsi_disks%d", file_number);
+        const SettingsFile file(path);
+        DeviceKeys shared(file, 0);
         for (int number = 0; number < 20; ++number) {
-            char key[64];
+            DeviceKeys own(file, number);
             char target[256];
-            snprintf(key, sizeof key, "iscsi_device%d_target", number);
-            if (LoadConfFileString(file, key, target) != 0) {
+            if (own.load("target", target) != 0) {
                 if (number == 0)
                     break;  // the file holds no disks
                 continue;
@@ -108,7 +104,8 @@ int load_iscsi_disks(ISCSI_DISKS* head) {
                     return -1;
                 trace(1, "%p done.\n", static_cast<void*>(disk));
             }
-            load_disk(file, number, disk);
+            disk->device_number = number;
+            load_disk(own, shared, disk);
         }
     }
     return 1;

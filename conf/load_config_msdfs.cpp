@@ -1,15 +1,13 @@
 // Reads the MSDFS settings.
+#include "base/messages.h"
+#include "base/record_chain.h"
+#include "base/text.h"
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
-#include "conf/record_chain.h"
-#include "conf/text.h"
-#include "conf/vantor_bin.h"
-#include "include/debug.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 
-static constexpr char msdfs_file[] = "/etc/korvel/msdfs";
 static constexpr int last_link = 99;
 
 // Allocates a zeroed record between its two traces.
@@ -18,16 +16,17 @@ static Record* allocate(const char* what) {
     trace(1, "load_msdfsinfo in load_config: allocate memory for MSDFS %s......", what);
     auto* record = static_cast<Record*>(calloc(1, sizeof(Record)));
     if (record == nullptr)
-        fputs("Can't allocate memory\n", stderr);
+        complain("Can't allocate memory\n");
     else
         trace(1, "%p done.\n", static_cast<void*>(record));
     return record;
 }
 
 // Reads a switch and traces the outcome; a missing key is invalid, and so off.
-static unsigned char load_switch(const char* key, const char* on, const char* off) {
+static unsigned char load_switch(const SettingsFile& file, const char* key, const char* on,
+                                 const char* off) {
     char value[256] = "";
-    LoadConfFileString(msdfs_file, key, value);
+    LoadConfFileString(file, key, value);
     const bool is_on = equal(value, "on");
     trace(1, "load_msdfsinfo in load_config: ");
     if (is_on || equal(value, "off"))
@@ -37,15 +36,15 @@ static unsigned char load_switch(const char* key, const char* on, const char* of
     return is_on;
 }
 
-static void load_link(MSDFS_LINK* link, int number, bool named) {
+static void load_link(const SettingsFile& file, MSDFS_LINK* link, int number, bool named) {
     link->enabled = named;
     trace(1, "load_msdfsinfo in load_config: MSDFS link no.%d is %s.\n", number,
           named ? "enable" : "disable");
     char key[64];
     snprintf(key, sizeof key, "msdfs_link%d_name", number);
-    LoadConfFileString(msdfs_file, key, link->name);
+    LoadConfFileString(file, key, link->name);
     snprintf(key, sizeof key, "msdfs_link%d_unc1", number);
-    LoadConfFileString(msdfs_file, key, link->unc1);
+    LoadConfFileString(file, key, link->unc1);
     trace(1, "load_msdfsinfo in load_config: MSDFS link data --- %s - %s.\n", link->name,
           link->unc1);
 }
@@ -58,12 +57,13 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
     msdfs->links = allocate<MSDFS_LINK>("link");
     if (msdfs->links == nullptr)
         return -1;
-    const SettingsCache cache;
-    msdfs->enabled = load_switch("msdfs_function", "MSDFS is enable", "MSDFS is disable");
-    msdfs->root_as_link = load_switch("msdfs_root_as_link", "MSDFS root is same as MSDFS link",
-                                      "MSDFS root is different from MSDFS link");
-    LoadConfFileString(msdfs_file, "msdfs_root_name", msdfs->root->name);
-    LoadConfFileString(msdfs_file, "msdfs_root_path", msdfs->root->path);
+    const SettingsFile file("/etc/korvel/msdfs");
+    msdfs->enabled = load_switch(file, "msdfs_function", "MSDFS is enable", "MSDFS is disable");
+    msdfs->root_as_link =
+        load_switch(file, "msdfs_root_as_link", "MSDFS root is same as MSDFS link",
+                    "MSDFS root is different from MSDFS link");
+    LoadConfFileString(file, "msdfs_root_name", msdfs->root->name);
+    LoadConfFileString(file, "msdfs_root_path", msdfs->root->path);
     trace(1, "load_msdfsinfo in load_config: MSDFS root data --- %s - %s.\n", msdfs->root->name,
           msdfs->root->path);
 
@@ -72,7 +72,7 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
         char key[64];
         char name[256] = "";
         snprintf(key, sizeof key, "msdfs_link%d_name", number);
-        if (LoadConfFileString(msdfs_file, key, name) != 0) {
+        if (LoadConfFileString(file, key, name) != 0) {
             trace(1, "load_msdfsinfo in load_config: no.%d(msdfs_link%d_name) is not found.\n",
                   number, number);
             return 0;
@@ -86,7 +86,7 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
             msdfs->links = link;
             trace(1, "%p done.\n", static_cast<void*>(link));
         }
-        load_link(msdfs->links, number, is_set(name));
+        load_link(file, msdfs->links, number, is_set(name));
     }
     return 0;
 }

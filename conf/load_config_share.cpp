@@ -1,4 +1,5 @@
 // Reads the share lists.
+#include "base/messages.h"
 #include "conf/list_file.h"
 #include "conf/list_words.h"
 #include "conf/load_config.h"
@@ -60,6 +61,6 @@ void close_shareinfo(SHARE_INFO* head) {
 
 void dump_shareinfo(const SHARE_INFO* share) {
     for (int index = 0; share != nullptr; share = share->next, ++index)
-        printf("%d:%s:%s smb=%d atalk=%d ftp=%d rsync=%d RO=%d\n", index, share->name,
-               share->volume, share->smb, share->atalk, share->ftp, share->rsync, share->read_only);
+        say("%d:%s:%s smb=%d atalk=%d ftp=%d rsync=%d RO=%d\n", index, share->name, share->volume,
+            share->smb, share->atalk, share->ftp, share->rsync, share->read_only);
 }

@@ -1,7 +1,7 @@
 // The listing of a directory's subdirectories.
 #include "du/sub_du.h"
 
-#include "include/debug.h"
+#include "base/messages.h"
 
 #include <dirent.h>
 #include <initializer_list>
@@ -41,7 +41,7 @@ dir_node* allocate_node() {
 }
 
 int out_of_memory(dir_node* list) {
-    fputs("can't allocate memory\n", stderr);
+    complain("can't allocate memory\n");
     release_list(list);
     return -1;
 }
@@ -80,10 +80,10 @@ void print_subdirectory(const char* directory, const char* name) {
     if (snprintf(path, sizeof path, "%s%s%s", directory, slash, name) >=
         static_cast<int>(sizeof path))
         return;
-    printf("\t%s\n", path);
+    say("\t%s\n", path);
     // Kept: a relative path is opened from where the process now is, inside the directory.
     if (!Directory(opendir(path)))
-        fprintf(stderr, "cannot open 2nd directory: %s\n", path);
+        complain("cannot open 2nd directory: %s\n", path);
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ int dir_use(const char* directory) {
     trace(1, "dir_use in sub_du: seach %s.\n", directory);
     Directory entries(opendir(directory));
     if (!entries) {
-        fprintf(stderr, "cannot open directory: %s\n", directory);
+        complain("cannot open directory: %s\n", directory);
         release_list(first);
         return -1;
     }
@@ -117,7 +117,7 @@ int dir_use(const char* directory) {
 
     for (const dir_node* node = first; node->name != nullptr; node = node->next)
         print_subdirectory(directory, node->name);
-    printf("\t%s\n", directory);
+    say("\t%s\n", directory);
     release_list(last);
     return 0;
 }

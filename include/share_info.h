@@ -1,7 +1,7 @@
 // The shared folders: /etc/korvel/shareinfo and /etc/korvel/usbshareinfo.
 #pragma once
 
-// One shared folder: a line of a share list, its fields in the order of the line.
+// One shared folder: a line of a share list.
 struct SHARE_INFO {
     char name[60];
     char volume[16];  // directory under /mnt, such as array1
@@ -11,15 +11,15 @@ struct SHARE_INFO {
     char* rw_groups;
     char* ro_users;  // users with read-only access
     char* ro_groups;
+    char reserved_text[10];
+    int reserved_value;
     unsigned char smb;
     unsigned char atalk;
     unsigned char ftp;
     unsigned char rsync;
-    char reserved_text[10];
     unsigned char read_only;
     unsigned char trashbox;  // a recycle bin where no vfs record says otherwise
     unsigned char reserved_flag;
-    int reserved_value;
     SHARE_INFO* prev;
     SHARE_INFO* next;
 };

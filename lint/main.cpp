@@ -1,20 +1,29 @@
 // tavrogen-lint: names each setting that tavrogen writes faithfully and a service will misread.
+#include "base/text.h"
 #include "conf/load_config.h"
-#include "conf/text.h"
-#include "conf/owners.h"
-#include "conf/record_chain.h"
-#include "include/debug.h"
+#include "base/record_chain.h"
 #include "lint/samba_names.h"
 
 #include <arpa/inet.h>
 #include <ctype.h>
 #include <errno.h>
+#include <memory>
 #include <stdarg.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
+
+struct close_stream {
+    void operator()(FILE* stream) const { fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, close_stream>;
+
+Stream open_input(const char* path) {
+    return Stream(fopen(path, "re"));
+}
 
 constexpr char share_file[] = "/etc/korvel/shareinfo";
 constexpr char usb_share_file[] = "/etc/korvel/usbshareinfo";

@@ -71,20 +71,23 @@ string lines_with(const string& text, const string& word) {
     return found;
 }
 
-// The text with a number for each address, in the order in which they appear.
+// The text with a number for each address: in the order in which an action names them, since what
+// it has freed comes again in the next one.
 static string numbered(const string& text) {
     static const std::regex address("0x[0-9a-f]+");
     std::map<string, size_t> numbers;
     string result;
-    auto rest = text.begin();
-    for (std::sregex_iterator found(text.begin(), text.end(), address), end; found != end;
-         ++found) {
-        const size_t number = numbers.emplace(found->str(), numbers.size() + 1).first->second;
-        result.append(rest, text.begin() + found->position()).append("ADDRESS");
-        result += std::to_string(number);
-        rest = text.begin() + found->position() + found->length();
+    for (string line : lines_of(text)) {
+        if (line.starts_with("optarg:"))
+            numbers.clear();
+        for (std::smatch found; std::regex_search(line, found, address);) {
+            const size_t number = numbers.emplace(found.str(), numbers.size() + 1).first->second;
+            line.replace(static_cast<size_t>(found.position()), found.str().size(),
+                         "ADDRESS" + std::to_string(number));
+        }
+        result += line;
     }
-    return result.append(rest, text.end());
+    return result;
 }
 
 Root::Root(const Models& models) {

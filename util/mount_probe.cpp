@@ -1,9 +1,9 @@
 // Asks the kernel's mount table what is mounted where.
 #include "util/mount_probe.h"
 
-#include "conf/text.h"
-#include "conf/vantor_bin.h"
-#include "include/debug.h"
+#include "base/text.h"
+#include "util/grep_file.h"
+#include "base/messages.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -43,7 +43,7 @@ int isMounted(const char* mount_point, int* type) {
         *type = row.code;
         return 1;
     }
-    printf("unknown fs_type [%s]\n", name);
+    say("unknown fs_type [%s]\n", name);
     *type = 0;
     return 0;
 }

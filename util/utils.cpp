@@ -1,11 +1,11 @@
 // String routines, the list shaper and the charset names.
 #include "util/utils.h"
 
-#include "conf/owners.h"
-#include "conf/text.h"
+#include "base/heap_text.h"
+#include "base/messages.h"
+#include "base/text.h"
 #include "include/code_page.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -18,7 +18,7 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
         return 1;
     }
     if (gap < filling)
-        puts("[waring! utils 187] this routine have a over flow probabirity.");  // Kept: as it is.
+        say("[waring! utils 187] this routine have a over flow probabirity.\n");  // Kept: as it is.
     if (gap == 0)
         return 1;
 
@@ -91,7 +91,7 @@ int VntSambaFormatShaper(char** list, int kind) {
         size += *at == ',' ? marks : 0;
     auto* end = static_cast<char*>(malloc(size));
     if (end == nullptr) {
-        puts("utils VntSambaFormatShaper (453)>calloc failed.");  // Kept: the number, too.
+        say("utils VntSambaFormatShaper (453)>calloc failed.\n");  // Kept: the number, too.
         return 1;
     }
     const Text items(*list);
@@ -119,6 +119,6 @@ int VntSambaFormatShaper(char** list, int kind) {
 
 const char* IconvCodeCharset(int codepage) {
     const char* charset = code_page_of(codepage).charset;
-    printf(">IconvCodeCharset CodePage=%d,charset=%s\n", codepage, charset);
+    say(">IconvCodeCharset CodePage=%d,charset=%s\n", codepage, charset);
     return charset;
 }

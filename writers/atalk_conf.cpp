@@ -1,49 +1,43 @@
 // Writes /etc/atalk/AppleVolumes.default, /etc/pam.d/netatalk and /etc/atalk/afpd.conf.
+#include "base/messages.h"
+#include "base/text.h"
 #include "conf/load_config.h"
-#include "conf/text.h"
 #include "include/code_page.h"
-#include "include/debug.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
-#include "writers/output.h"
 #include "writers/share_access.h"
+#include "writers/write_conf.h"
 #include "writers/writers.h"
 
 #include <initializer_list>
 #include <stdio.h>
 
-static void shape_share_lists(SHARE_INFO* share) {
-    VntSambaFormatShaper(&share->ro_users, user_list);
-    VntSambaFormatShaper(&share->ro_groups, group_list);
-    VntSambaFormatShaper(&share->rw_users, user_list);
-    VntSambaFormatShaper(&share->rw_groups, group_list);
-}
-
-// Takes the prefix of the appliance's own domain off every account.
-static void strip_domain_prefix(SHARE_INFO* share, const SYS_INFO& info) {
+// Takes the prefix of the appliance's own domain off every account of a share. Returns 0.
+static int strip_domain_prefix(SHARE_INFO* share, const SYS_INFO& info) {
     char prefix[132];
     snprintf(prefix, sizeof prefix, "%s+", info.wg);
     trace(0, "domain name:%s\n", prefix);
     for (char* list : {share->ro_users, share->ro_groups, share->rw_users, share->rw_groups})
         str_replace(list, prefix, "");
+    return 0;
 }
 
 // Writes the lists that are not empty, with commas between them.
-static void write_joined(FILE* out, std::initializer_list<const char*> lists) {
+static void write_joined(Output& out, std::initializer_list<const char*> lists) {
     const char* comma = "";
     for (const char* list : lists) {
         if (!is_set(list))
             continue;
-        fprintf(out, "%s%s", comma, list);
+        put(out, comma, list);
         comma = ",";
     }
 }
 
 // Writes what follows the path in the line of a volume: its name and who may use it.
-static void write_rest_of_volume(FILE* out, SHARE_INFO* share, bool read_only,
+static void write_rest_of_volume(Output& out, SHARE_INFO* share, bool read_only,
                                  const SYS_INFO& info) {
     const char* const options = read_only ? " options:ro\n" : "\n";
-    fprintf(out, " \"%s\"", share->name);
+    put(out, " \"", share->name, "\"");
     if (open_to_everyone(*share) || has_no_lists(*share)) {
         put(out, options);
         return;
@@ -60,11 +54,11 @@ static void write_rest_of_volume(FILE* out, SHARE_INFO* share, bool read_only,
     put(out, options);
 }
 
-static void write_usb_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
+static void write_usb_volumes(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     for (const char* mount_point : usb_mount_points) {
         int fs_type = 0;
         if (share->atalk && isMounted(mount_point, &fs_type)) {
-            fprintf(out, "/mnt/%s", share->volume);
+            put(out, "/mnt/", share->volume);
             write_rest_of_volume(out, share, read_only_on(*share, fs_type), info);
         }
         share = share->next;
@@ -73,19 +67,19 @@ static void write_usb_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& info
     }
 }
 
-static void write_share_volumes(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
+static void write_share_volumes(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     for (; share != nullptr; share = share->next) {
         if (!share->atalk)
             continue;
-        fprintf(out, "/mnt/%s/%s", share->volume, share->name);
+        put(out, "/mnt/", share->volume, "/", share->name);
         write_rest_of_volume(out, share, share->read_only, info);
     }
 }
 
-static void write_volumes(FILE* out, SHARE_INFO* shares, SHARE_INFO* usb_shares,
+static void write_volumes(Output& out, SHARE_INFO* shares, SHARE_INFO* usb_shares,
                           const SYS_INFO& info) {
-    fprintf(out, ":DEFAULT: options:usedots,upriv perm:0666 maccharset:%s volcharset:UTF8\n",
-            code_page_of(info.codepage).mac_charset);
+    put(out, ":DEFAULT: options:usedots,upriv perm:0666 maccharset:",
+        code_page_of(info.codepage).mac_charset, " volcharset:UTF8\n");
     if (info.info_visible)
         put(out, "/mnt/info \"info\" options:ro\n");
     write_usb_volumes(out, usb_shares, info);
@@ -130,7 +124,7 @@ static constexpr char pam_workgroup[] =
     "account   required   pam_unix.so\n"
     "#account  required   pam_winbind.so debug\n";
 
-static void write_pam(FILE* out, const SYS_INFO& info) {
+static void write_pam(Output& out, const SYS_INFO& info) {
     put(out, "#%PAM-1.0\n");
     if (info.sec_server)
         put(out, info.local_auth ? pam_server_local : pam_server);
@@ -144,12 +138,11 @@ static void write_pam(FILE* out, const SYS_INFO& info) {
         "session   required   pam_unix.so\n");
 }
 
-static void write_afpd(FILE* out, const SYS_INFO& info) {
+static void write_afpd(Output& out, const SYS_INFO& info) {
     const bool guests = !info.sec_domain && !info.sec_ads && !info.sec_server;
-    fprintf(out,
-            "- -transall -uamlist %suams_clrtxt.so,uams_dhx.so -maccodepage %s"
-            " -unixcodepage UTF8\n",
-            guests ? "uams_guest.so," : "", code_page_of(info.codepage).mac_charset);
+    put(out, "- -transall -uamlist ", guests ? "uams_guest.so," : "",
+        "uams_clrtxt.so,uams_dhx.so -maccodepage ", code_page_of(info.codepage).mac_charset,
+        " -unixcodepage UTF8\n");
 }
 
 int make_atalk_conf() {
@@ -161,11 +154,11 @@ int make_atalk_conf() {
     load_info(&info);
 
     int result = write_conf("/etc/atalk/AppleVolumes.default",
-                            [&](FILE* out) { write_volumes(out, &shares, &usb_shares, info); });
+                            [&](Output& out) { write_volumes(out, &shares, &usb_shares, info); });
     if (result == 0)
-        result = write_conf("/etc/pam.d/netatalk", [&](FILE* out) { write_pam(out, info); });
+        result = write_conf("/etc/pam.d/netatalk", [&](Output& out) { write_pam(out, info); });
     if (result == 0)
-        result = write_conf("/etc/atalk/afpd.conf", [&](FILE* out) { write_afpd(out, info); });
+        result = write_conf("/etc/atalk/afpd.conf", [&](Output& out) { write_afpd(out, info); });
 
     close_shareinfo(&shares);
     close_shareinfo(&usb_shares);

@@ -1,16 +1,15 @@
 // Writes /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny.
-#include "conf/list_file.h"
-#include "conf/list_words.h"
+#include "base/messages.h"
+#include "base/os.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "conf/load_config.h"
-#include "conf/text.h"
-#include "conf/vantor_bin.h"
-#include "include/debug.h"
-#include "writers/output.h"
+#include "conf/volume_list.h"
+#include "util/netdev.h"
 #include "writers/writers.h"
 
+#include <stdio.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -25,11 +24,11 @@ struct target_prefix {
 
 // Asks for the host name and the MAC address, and prints the address to standard output.
 target_prefix load_target_prefix() {
-    char host[256] = "";
+    char host[256];
     unsigned char mac[6] = {};
-    gethostname(host, sizeof host);  // Kept: whole, with its domain.
+    get_host_name(host, sizeof host);  // Kept: whole, with its domain.
     if (Netdev_GetHwAddr("eth0", mac) == 0)
-        printf("%02X:%02X:%02X:%02X:%02X:%02X\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+        say("%02X:%02X:%02X:%02X:%02X:%02X\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     target_prefix prefix;
     snprintf(prefix.text, sizeof prefix.text, "%s:%s-%02X%02X%02X%02X%02X%02X", naming_authority,
              host, mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
@@ -44,33 +43,13 @@ struct chap_users {
     const char* outgoing_password;
 };
 
-void write_chap(FILE* out, const char* indent, const char* authtype, const chap_users& users) {
+void write_chap(Output& out, const char* indent, const char* authtype, const chap_users& users) {
     const bool duplex = equal(authtype, "duplex");
     if ((duplex || equal(authtype, "simplex")) && is_set(users.incoming_name) &&
         is_set(users.incoming_password))
-        fprintf(out, "%sIncomingUser %s %s\n", indent, users.incoming_name,
-                users.incoming_password);
+        put(out, indent, "IncomingUser ", users.incoming_name, " ", users.incoming_password, "\n");
     if (duplex && is_set(users.outgoing_name) && is_set(users.outgoing_password))
-        fprintf(out, "%sOutgoingUser %s %s\n", indent, users.outgoing_name,
-                users.outgoing_password);
-}
-
-// True when the volume list names the path in a line whose second field is not empty.
-bool volume_listed(const char* path) {
-    const Stream list = open_input("/tmp/pvlistconfig");
-    if (!list)
-        return false;
-    printf("checkpath %s\n", path);
-    char area[256 + line_spare] = "";
-    LineReader lines(list.get(), area, 256);
-    const char* line = lines.next();
-    while (line != nullptr && strstr(line, path) == nullptr)
-        line = lines.next();
-    char field[256] = "";
-    if (line != nullptr)
-        take(take(line, field), field);
-    printf("checkpath ret = %d\n", is_set(field) ? 0 : 1);
-    return is_set(field);
+        put(out, indent, "OutgoingUser ", users.outgoing_name, " ", users.outgoing_password, "\n");
 }
 
 // True when a disk has all that a target needs.
@@ -83,31 +62,30 @@ bool is_exported(const ISCSI_DISKS& disk) {
     // Kept: device 0 needs no switch.
     if ((disk.device_number != 0 && !equal(disk.available, "on")) || !has_target(disk))
         return false;
-    struct stat status;
-    if (stat(disk.path_lun0, &status) == -1) {
-        fprintf(stderr, "cannot open %s\n", disk.path_lun0);
+    if (!is_there(disk.path_lun0)) {
+        complain("cannot open %s\n", disk.path_lun0);
         return false;
     }
     return volume_listed(disk.path_lun0) || strstr(disk.path_lun0, "/lvm_") != nullptr;
 }
 
-void write_text(FILE* out, const char* name, const char* value) {
+void write_text(Output& out, const char* name, const char* value) {
     if (is_set(value))
-        fprintf(out, "    %s %s\n", name, value);
+        put(out, "    ", name, " ", value, "\n");
 }
 
-void write_number(FILE* out, const char* name, int value) {
+void write_number(Output& out, const char* name, int value) {
     if (value > 0)
-        fprintf(out, "    %s %d\n", name, value);
+        put(out, "    ", name, " ", value, "\n");
 }
 
-void write_target(FILE* out, const ISCSI_DISKS& disk, const target_prefix& prefix) {
-    fprintf(out, "Target  %s:%s\n", prefix.text, disk.target);
+void write_target(Output& out, const ISCSI_DISKS& disk, const target_prefix& prefix) {
+    put(out, "Target  ", prefix.text, ":", disk.target, "\n");
     write_chap(out, "    ", disk.authtype,
                {disk.IncomingUser_name, disk.IncomingUser_password, disk.OutgoingUser_name,
                 disk.OutgoingUser_password});
     // Kept: not indented.
-    fprintf(out, "Lun 0 Path=%s,Type=blockio\n", disk.path_lun0);
+    put(out, "Lun 0 Path=", disk.path_lun0, ",Type=blockio\n");
     write_text(out, "Alias", disk.alias);
     write_text(out, "HeaderDigest", disk.HeaderDigest);
     write_text(out, "DataDigest", disk.DataDigest);
@@ -116,7 +94,7 @@ void write_target(FILE* out, const ISCSI_DISKS& disk, const target_prefix& prefi
     write_text(out, "ImmediateData", disk.ImmediateData);
     write_number(out, "MaxRecvDataSegmentLength", disk.MaxRecvDataSegmentLength);
     if (disk.MaxConnections > 0)  // Kept: the line follows MaxConnections, not its own value.
-        fprintf(out, "    MaxXmitDataSegmentLength %d\n", disk.MaxXmitDataSegmentLength);
+        put(out, "    MaxXmitDataSegmentLength ", disk.MaxXmitDataSegmentLength, "\n");
     write_number(out, "MaxBurstLength", disk.MaxBurstLength);
     write_number(out, "FirstBurstLength", disk.FirstBurstLength);
     write_number(out, "MaxOutstandingR2T", disk.MaxOutstandingR2T);
@@ -124,12 +102,12 @@ void write_target(FILE* out, const ISCSI_DISKS& disk, const target_prefix& prefi
     write_number(out, "QueuedCommands", disk.QueuedCommands);
 }
 
-void write_ietd(FILE* out, const ISCSI_INFO& info, const ISCSI_DISKS* disks,
+void write_ietd(Output& out, const ISCSI_INFO& info, const ISCSI_DISKS* disks,
                 const target_prefix& prefix) {
     put(out, "#iSCSI global configuration\n");
     // Kept: the password, too, and the blank at the end.
-    fprintf(stderr, "# [%s] [%s] [%s] \n", info.iscsi_authtype, info.iscsi_IncomingUser_name,
-            info.iscsi_IncomingUser_password);
+    complain("# [%s] [%s] [%s] \n", info.iscsi_authtype, info.iscsi_IncomingUser_name,
+             info.iscsi_IncomingUser_password);
     write_chap(out, "", info.iscsi_authtype,
                {info.iscsi_IncomingUser_name, info.iscsi_IncomingUser_password,
                 info.iscsi_OutgoingUser_name, info.iscsi_OutgoingUser_password});
@@ -138,54 +116,55 @@ void write_ietd(FILE* out, const ISCSI_INFO& info, const ISCSI_DISKS* disks,
     for (const ISCSI_DISKS* disk = disks; disk != nullptr; disk = disk->next) {
         if (!is_exported(*disk))
             continue;
-        fprintf(out, "\n#Disk%d\n", ++targets);
+        put(out, "\n#Disk", ++targets, "\n");
         write_target(out, *disk, prefix);
     }
 }
 
-void write_initiators(FILE* allow, FILE* deny, const ISCSI_DISKS* disks,
+void write_initiators(Output& allow, Output& deny, const ISCSI_DISKS* disks,
                       const target_prefix& prefix) {
     for (const ISCSI_DISKS* disk = disks; disk != nullptr; disk = disk->next) {
         if (!has_target(*disk))
             continue;
-        printf("iscsi_device_initiators_allow %s\n", disk->initiators_allow);
+        say("iscsi_device_initiators_allow %s\n", disk->initiators_allow);
         const bool unrestricted =
             !is_set(disk->initiators_allow) || equal(disk->ip_restrict, "off");
-        fprintf(allow, "%s:%s %s\n", prefix.text, disk->target,
-                unrestricted ? "ALL" : disk->initiators_allow);
-        fprintf(deny, "%s:%s ALL\n", prefix.text, disk->target);
+        put(allow, prefix.text, ":", disk->target, " ",
+            unrestricted ? "ALL" : disk->initiators_allow, "\n");
+        put(deny, prefix.text, ":", disk->target, " ALL\n");
     }
 }
 
-// Opens one of the three files; reports a failure on standard error.
-Stream open_reported(const char* path, mode_t mode = 0666) {
-    Stream out = open_output(path, mode);
+// Reports a file that could not be opened on standard error.
+bool is_open(const Output& out, const char* path) {
     if (!out)
-        fprintf(stderr, "cannot open %s\n", path);
-    return out;
+        complain("cannot open %s\n", path);
+    return static_cast<bool>(out);
 }
 
-void write_files(const ISCSI_INFO& info, const ISCSI_DISKS* disks, const target_prefix& prefix) {
-    static constexpr char ietd_path[] = "/etc/ietd.conf";
+bool write_ietd_file(const ISCSI_INFO& info, const ISCSI_DISKS* disks,
+                     const target_prefix& prefix) {
+    static constexpr char path[] = "/etc/ietd.conf";
+    Output out(path, 0600);  // it holds passwords
+    if (!is_open(out, path))
+        return false;
+    trace(0, "file:%s\n", path);
+    write_ietd(out, info, disks, prefix);
+    return true;
+}
+
+void write_initiator_files(const ISCSI_DISKS* disks, const target_prefix& prefix) {
     static constexpr char allow_path[] = "/etc/initiators.allow";
     static constexpr char deny_path[] = "/etc/initiators.deny";
-
-    Stream ietd = open_reported(ietd_path, 0600);  // it holds passwords
-    if (!ietd)
+    Output allow(allow_path);
+    if (!is_open(allow, allow_path))
         return;
-    trace(0, "file:%s\n", ietd_path);
-    write_ietd(ietd.get(), info, disks, prefix);
-    ietd.reset();
-
-    const Stream allow = open_reported(allow_path);
-    if (!allow)
-        return;
-    trace(0, "file:%s\n", deny_path);  // Kept: the two files announce each other.
-    const Stream deny = open_reported(deny_path);
-    if (!deny)
+    trace(0, "file:%s\n", deny_path);  // Kept: the two files announce each other, not themselves.
+    Output deny(deny_path);
+    if (!is_open(deny, deny_path))
         return;
     trace(0, "file:%s\n", allow_path);
-    write_initiators(allow.get(), deny.get(), disks, prefix);
+    write_initiators(allow, deny, disks, prefix);
 }
 
 }  // namespace
@@ -196,7 +175,9 @@ int make_iscsi_conf() {
     load_iscsi_info(&info);
     load_iscsi_disks(&disks);
 
-    write_files(info, &disks, load_target_prefix());
+    const target_prefix prefix = load_target_prefix();
+    if (write_ietd_file(info, &disks, prefix))
+        write_initiator_files(&disks, prefix);
 
     close_iscsi_disks(&disks);
     return 0;  // Kept: also when a file could not be opened.

@@ -1,6 +1,5 @@
 // Writes the anonymous section of proftpd.conf, in the order of the file.
 #include "util/mount_probe.h"
-#include "writers/output.h"
 #include "writers/proftpd_sections.h"
 #include "writers/share_access.h"
 
@@ -23,43 +22,43 @@ static constexpr char anonymous_writable_body[] =
     "    </Limit>\n"
     "  </Directory>\n";
 
-static void write_anonymous_volume(FILE* out, const char* kind, int number, visibility seen) {
-    // Kept: the first lines of the blocks are not indented.
+static void write_anonymous_volume(Output& out, const char* kind, int number, visibility seen) {
+    // Kept: the first lines of the blocks are not indented; those of all other blocks are.
     if (seen == visibility::hidden)
-        fprintf(out, "<Directory /mnt/%s%d>\n%s\n", kind, number, anonymous_hidden_body);
+        put(out, "<Directory /mnt/", kind, number, ">\n", anonymous_hidden_body, "\n");
     if (seen != visibility::listed)
         return;
-    fprintf(out, "<Directory /mnt/%s%d>\n%s\n", kind, number, anonymous_read_only_body);
-    // Kept: no empty line behind the spool block.
-    fprintf(out, "<Directory /mnt/%s%d/spool>\n%s", kind, number, anonymous_hidden_body);
-    fprintf(out, "<Directory /mnt/%s%d/lost+found>\n%s\n", kind, number, anonymous_hidden_body);
+    put(out, "<Directory /mnt/", kind, number, ">\n", anonymous_read_only_body, "\n");
+    // Kept: no empty line follows the spool block; one follows every other block.
+    put(out, "<Directory /mnt/", kind, number, "/spool>\n", anonymous_hidden_body);
+    put(out, "<Directory /mnt/", kind, number, "/lost+found>\n", anonymous_hidden_body, "\n");
 }
 
-// Kept: two cursors. Whether there is a share at all, and whether it is read-only, is asked of
-// the share that the user section has left over; all else of the shares from the first one on.
-static void write_anonymous_usb_disks(FILE* out, const SHARE_INFO* share,
-                                      const SHARE_INFO* leftover) {
+// Kept: the third USB share decides whether the USB disks are shown at all, and whether they are
+// read-only; each disk's own share decides the rest. One expects each disk's own share to decide all.
+static void write_anonymous_usb_disks(Output& out, const SHARE_INFO* share,
+                                      const SHARE_INFO* third_usb_share) {
     for (const char* mount_point : usb_mount_points) {
-        if (leftover == nullptr) {
+        if (third_usb_share == nullptr) {
             put_hidden_block(out, mount_point);
             continue;
         }
-        fprintf(out, "  <Directory /mnt/%s>\n", share->volume);
+        put(out, "  <Directory /mnt/", share->volume, ">\n");
         int fs_type = 0;
         if (share->ftp && isMounted(mount_point, &fs_type) && open_to_everyone(*share))
-            put(out, read_only_on(*leftover, fs_type) ? anonymous_read_only_body
-                                                      : anonymous_writable_body);
+            put(out, read_only_on(*third_usb_share, fs_type) ? anonymous_read_only_body
+                                                             : anonymous_writable_body);
         else
             put(out, anonymous_hidden_body);
         put(out, "\n");
-        share = share->next;  // where there is a leftover, there are two before it
+        share = share->next;  // where there is a third share, there are two before it
     }
 }
 
 // Anonymous users never see a share with named users or groups.
-static void write_anonymous_shares(FILE* out, const SHARE_INFO* share) {
+static void write_anonymous_shares(Output& out, const SHARE_INFO* share) {
     for (; share != nullptr; share = share->next) {
-        fprintf(out, "  <Directory /mnt/%s/%s>\n", share->volume, share->name);
+        put(out, "  <Directory /mnt/", share->volume, "/", share->name, ">\n");
         if (share->ftp && open_to_everyone(*share))
             put(out, share->read_only ? anonymous_read_only_body : anonymous_writable_body);
         else
@@ -68,7 +67,8 @@ static void write_anonymous_shares(FILE* out, const SHARE_INFO* share) {
     }
 }
 
-void write_anonymous_section(FILE* out, const proftpd_inputs& inputs, const SHARE_INFO* leftover) {
+void write_anonymous_section(Output& out, const proftpd_inputs& inputs,
+                             const SHARE_INFO* third_usb_share) {
     const SYS_INFO& info = inputs.info;
     put(out,
         "<Anonymous /mnt>\n"
@@ -87,17 +87,17 @@ void write_anonymous_section(FILE* out, const proftpd_inputs& inputs, const SHAR
         "    DenyAll\n"
         "  </Limit>\n"
         "\n");
-    fprintf(out, "  <Directory /mnt/ram>\n%s\n", anonymous_hidden_body);
-    fprintf(out, "  <Directory /mnt/info>\n%s\n",
-            info.info_visible ? anonymous_read_only_body : anonymous_hidden_body);
+    put(out, "  <Directory /mnt/ram>\n", anonymous_hidden_body, "\n");
+    put(out, "  <Directory /mnt/info>\n",
+        info.info_visible ? anonymous_read_only_body : anonymous_hidden_body, "\n");
     if (const char* root = hidden_msdfs_root(inputs.msdfs))
-        fprintf(out, "  <Directory %s>\n%s\n", root, anonymous_hidden_body);
-    fprintf(out, "  <Directory /mnt/authtest>\n%s\n", anonymous_hidden_body);
+        put(out, "  <Directory ", root, ">\n", anonymous_hidden_body, "\n");
+    put(out, "  <Directory /mnt/authtest>\n", anonymous_hidden_body, "\n");
     for (int number = 1; number <= 2; ++number)
         write_anonymous_volume(out, "array", number, array_visibility(info, number));
     for (int number = 1; number <= 4; ++number)
         write_anonymous_volume(out, "disk", number, disk_visibility(info, number));
-    write_anonymous_usb_disks(out, &inputs.usb_shares, leftover);
+    write_anonymous_usb_disks(out, &inputs.usb_shares, third_usb_share);
     if (inputs.share_count != 0)
         write_anonymous_shares(out, &inputs.shares);
     put(out, "</Anonymous>\n");

@@ -1,12 +1,11 @@
 // Writes /etc/proftpd/proftpd.conf (here its global section and the TLS block) and /etc/pam.d/ftp.
-#include "conf/conf_file.h"
 #include "conf/load_config.h"
 #include "util/utils.h"
-#include "writers/output.h"
+#include "writers/write_conf.h"
 #include "writers/proftpd_sections.h"
 #include "writers/writers.h"
 
-static void write_global_section(FILE* out, const SYS_INFO& info) {
+static void write_global_section(Output& out, const SYS_INFO& info) {
     put(out,
         "ServerName              Quarvane\n"
         "ServerType              standalone\n"
@@ -32,7 +31,7 @@ static void write_global_section(FILE* out, const SYS_INFO& info) {
         "TimeoutLogin            120\n"
         "ShowSymLinks            off\n"
         "CharsetLocal            UTF-8\n");
-    fprintf(out, "CharsetRemote           %s\n", IconvCodeCharset(info.codepage));
+    put(out, "CharsetRemote           ", IconvCodeCharset(info.codepage), "\n");
     put(out,
         "\n"
         "ScoreboardFile          /var/log/scoreboardfile\n"
@@ -61,18 +60,16 @@ static constexpr char tls_block[] =
     "TLSVerifyClient off\n"
     "</IfModule>\n";
 
-static void write_sections(FILE* out, const proftpd_inputs& inputs) {
+static void write_sections(Output& out, const proftpd_inputs& inputs) {
     const SYS_INFO& info = inputs.info;
     write_global_section(out, info);
-    const SHARE_INFO* leftover = write_user_section(out, inputs);
+    const SHARE_INFO* third_usb_share = write_user_section(out, inputs);
     if (!info.sec_domain && !info.sec_ads && !info.sec_server) {
-        write_anonymous_section(out, inputs, leftover);
+        write_anonymous_section(out, inputs, third_usb_share);
         if (inputs.share_count == 0)
-            return;  // Kept: without shares, no TLS block behind the anonymous section.
+            return;  // Kept: no TLS block follows the anonymous section where there are no shares.
     }
-    int tls = 0;
-    LoadConfFileInt("/etc/vantor_expansion_firmware", "VANTOR_CONFIG_SSLFTP", &tls);
-    if (tls == 1)
+    if (load_ssl_ftp() == 1)  // here, since it may print: the order of the messages is settled
         put(out, tls_block);
 }
 
@@ -96,9 +93,11 @@ static constexpr char pam_domain[] =
     "account  required   pam_winbind.so\n"
     "session  required   pam_unix.so\n";
 
-static constexpr char pam_server_format[] =  // with " nolocal" or nothing
+static constexpr char pam_server_head[] =  // " nolocal" or nothing ends its second line
     "#auth    required   pam_listfile.so item=user sense=deny file=/etc/ftpusers onerr=succeed\n"
-    "auth     required   pam_smb_auth.so debug%s\n"
+    "auth     required   pam_smb_auth.so debug";
+
+static constexpr char pam_server_tail[] =
     "#auth    required   pam_unix.so nullok\n"
     "#auth    required   pam_unix.so\n"
     "#auth    required   pam_winbind.so debug\n"
@@ -106,9 +105,9 @@ static constexpr char pam_server_format[] =  // with " nolocal" or nothing
     "#account required   pam_winbind.so\n"
     "session  required   pam_unix.so\n";
 
-static void write_pam(FILE* out, const SYS_INFO& info) {
+static void write_pam(Output& out, const SYS_INFO& info) {
     if (info.sec_server)
-        fprintf(out, pam_server_format, info.local_auth ? "" : " nolocal");
+        put(out, pam_server_head, info.local_auth ? "\n" : " nolocal\n", pam_server_tail);
     else
         put(out, info.sec_domain || info.sec_ads ? pam_domain : pam_local);
 }
@@ -125,9 +124,9 @@ int make_proftpd_conf() {
     load_msdfsinfo(&inputs.msdfs);
 
     int result =
-        write_conf("/etc/proftpd/proftpd.conf", [&](FILE* out) { write_sections(out, inputs); });
+        write_conf("/etc/proftpd/proftpd.conf", [&](Output& out) { write_sections(out, inputs); });
     if (result == 0)
-        result = write_conf("/etc/pam.d/ftp", [&](FILE* out) { write_pam(out, inputs.info); });
+        result = write_conf("/etc/pam.d/ftp", [&](Output& out) { write_pam(out, inputs.info); });
 
     close_msdfsinfo(&inputs.msdfs);
     close_shareinfo(&inputs.shares);

@@ -1,12 +1,11 @@
 // The sections of proftpd.conf that decide who may see and write what.
 #pragma once
 
+#include "base/output.h"
 #include "include/group_info.h"
 #include "include/msdfs_info.h"
 #include "include/share_info.h"
 #include "include/sys_info.h"
-
-#include <stdio.h>
 
 // All that decides the sections.
 struct proftpd_inputs {
@@ -19,13 +18,14 @@ struct proftpd_inputs {
     MSDFS_INFO msdfs;
 };
 
-// The two blocks for a directory that stand at the top level of the file.
-void put_hidden_block(FILE* out, const char* path);
-void put_read_only_block(FILE* out, const char* path);
+// The two blocks for a directory that stand at the top level of the file. Nothing is written to an
+// output that is not open.
+void put_hidden_block(Output& out, const char* path);
+void put_read_only_block(Output& out, const char* path);
 
-// What users are to see of the directory of an array or disk (numbers from 1): nothing, or its
-// shares but not the system's own folders; or no block says, for states
-// that no loader stores.
+// What users see of the directory of an array or disk (numbers from 1).
+// hidden: nothing. listed: its shares, not spool and lost+found. unmentioned: no block at all
+// (states that no loader stores).
 enum class visibility { hidden, listed, unmentioned };
 visibility array_visibility(const SYS_INFO& info, int number);
 visibility disk_visibility(const SYS_INFO& info, int number);
@@ -33,9 +33,11 @@ visibility disk_visibility(const SYS_INFO& info, int number);
 // The path of the MSDFS root, or NULL when it is not to be hidden.
 const char* hidden_msdfs_root(const MSDFS_INFO& msdfs);
 
-// Writes the section for users with an account. Returns the USB share behind those that it has
-// used, which the anonymous section asks about: the third one, or NULL.
-const SHARE_INFO* write_user_section(FILE* out, const proftpd_inputs& inputs);
+// Writes the section for users with an account. Returns the third record of the USB share list, or
+// NULL when there is none.
+const SHARE_INFO* write_user_section(Output& out, const proftpd_inputs& inputs);
 
-// Writes the section for anonymous users.
-void write_anonymous_section(FILE* out, const proftpd_inputs& inputs, const SHARE_INFO* leftover);
+// Writes the section for anonymous users, which asks the third USB share whether the USB disks are
+// shown and read-only.
+void write_anonymous_section(Output& out, const proftpd_inputs& inputs,
+                             const SHARE_INFO* third_usb_share);

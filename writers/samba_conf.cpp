@@ -1,7 +1,7 @@
 // Writes /etc/samba/smb.conf (here its [global] section) and /etc/pam_smb.conf.
 #include "conf/load_config.h"
 #include "util/utils.h"
-#include "writers/output.h"
+#include "writers/write_conf.h"
 #include "writers/samba_shares.h"
 #include "writers/writers.h"
 
@@ -19,7 +19,7 @@ static constexpr char winbind_block[] =
     "    winbind use default domain = yes\n";
 
 // The security mode and the lines that go with it.
-static void write_security(FILE* out, const SYS_INFO& info) {
+static void write_security(Output& out, const SYS_INFO& info) {
     const char* const winbind_methods =
         info.local_auth ? "    auth methods = guest winbind:ntdomain sam_ignoredomain\n"
                         : "    auth methods = guest sam winbind:ntdomain\n";
@@ -29,18 +29,18 @@ static void write_security(FILE* out, const SYS_INFO& info) {
     if (info.sec_domain) {
         put(out, "    security = domain\n");
         put(out, winbind_methods);
-        fprintf(out, "    password server = %s\n", info.pdc);
+        put(out, "    password server = ", info.pdc, "\n");
         put(out, winbind_block);
     } else if (info.sec_ads) {
         put(out, "    security = ADS\n");
         put(out, winbind_methods);
-        fprintf(out, "    realm = %s\n", info.ad_dns);
-        fprintf(out, "    password server = %s.%s\n", info.pdc, info.ad_dns);
+        put(out, "    realm = ", info.ad_dns, "\n");
+        put(out, "    password server = ", info.pdc, ".", info.ad_dns, "\n");
         put(out, winbind_block);
     } else if (info.sec_server) {
         put(out, "    security = server\n");
         put(out, server_methods);
-        fprintf(out, "    password server = %s\n", info.auth_server);
+        put(out, "    password server = ", info.auth_server, "\n");
         if (info.auth_user_auto_add)
             put(out, "    add user script = /usr/local/bin/vnt_smb_useradd.pl '%u'\n");
     } else if (info.sec_share) {
@@ -54,22 +54,22 @@ static void write_security(FILE* out, const SYS_INFO& info) {
     }
 }
 
-static void write_global(FILE* out, const SYS_INFO& info, const MSDFS_INFO& msdfs) {
+static void write_global(Output& out, const SYS_INFO& info, const MSDFS_INFO& msdfs) {
     put(out, "[global]\n");
-    fprintf(out, "    dos charset = %s\n", IconvCodeCharset(info.codepage));
+    put(out, "    dos charset = ", IconvCodeCharset(info.codepage), "\n");
     put(out,
         "    unix charset = UTF-8\n"
         "    display charset = UTF-8\n");
-    fprintf(out, "    netbios name = %s\n", info.hostname);
-    fprintf(out, "    server string = %s\n", info.string);
+    put(out, "    netbios name = ", info.hostname, "\n");
+    put(out, "    server string = ", info.string, "\n");
     put(out, info.mtu ? "    socket options = TCP_NODELAY SO_RCVBUF=262144 SO_SNDBUF=262144\n"
                       : "    socket options = TCP_NODELAY SO_RCVBUF=65536 SO_SNDBUF=65536\n");
     put(out,
         "    use mmap = yes\n"
         "    use sendfile = yes\n"
         "    os level = 1\n");
-    fprintf(out, "    wins server = %s\n\n", info.wins);
-    fprintf(out, "    workgroup = %s\n", info.wg);
+    put(out, "    wins server = ", info.wins, "\n\n");
+    put(out, "    workgroup = ", info.wg, "\n");
     write_security(out, info);
     put(out,
         "    passdb backend = tdbsam:/etc/samba/smbpasswd.tdb\n"
@@ -112,9 +112,9 @@ static void write_global(FILE* out, const SYS_INFO& info, const MSDFS_INFO& msdf
         "    load printers = no\n");
 }
 
-static void write_pam_smb_conf(FILE* out, const SYS_INFO& info) {
+static void write_pam_smb_conf(Output& out, const SYS_INFO& info) {
     if (info.sec_server)  // the server is both the primary and the backup controller
-        fprintf(out, "%s,%s,%s\n", info.wg, info.auth_server, info.auth_server);
+        put(out, info.wg, ",", info.auth_server, ",", info.auth_server, "\n");
     else
         put(out, "\n");
 }
@@ -129,13 +129,13 @@ int make_samba_conf() {
     load_shareinfo_hidden(&inputs.hidden);
     load_shareinfo_vfs(&inputs.vfs);
 
-    int result = write_conf("/etc/samba/smb.conf", [&](FILE* out) {
+    int result = write_conf("/etc/samba/smb.conf", [&](Output& out) {
         write_global(out, inputs.info, inputs.msdfs);
         write_samba_shares(out, &inputs);
     });
     if (result == 0)
         result = write_conf("/etc/pam_smb.conf",
-                            [&](FILE* out) { write_pam_smb_conf(out, inputs.info); });
+                            [&](Output& out) { write_pam_smb_conf(out, inputs.info); });
 
     close_shareinfo(&inputs.shares);
     close_shareinfo(&inputs.usb_shares);

@@ -1,11 +1,11 @@
 // Writes the share sections of smb.conf, in the order of the file.
 #include "writers/samba_shares.h"
 
-#include "conf/name_search.h"
-#include "conf/text.h"
+#include "writers/name_search.h"
+#include "base/text.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
-#include "writers/output.h"
+#include "writers/write_conf.h"
 #include "writers/share_access.h"
 
 namespace {
@@ -14,13 +14,6 @@ namespace {
 bool decides(const SHARE_VFS& vfs) {
     return vfs.trash || vfs.audit;
 }
-
-// The side lists, searched by the name of a share.
-struct side_lists {
-    NameSearch<SHARE_HIDDEN, &SHARE_HIDDEN::name> hidden;
-    NameSearch<OFFLINE, &OFFLINE::name> offline;
-    NameSearch<SHARE_VFS, &SHARE_VFS::name> vfs;
-};
 
 constexpr char recycle_block[] =
     "    vfs objects = recycle\n"
@@ -43,14 +36,18 @@ constexpr char recycle_audit_block[] =
     "    audit:facility = LOCAL6\n"
     "    audit:priority = INFO\n";
 
-void write_share_header(FILE* out, const char* name, const side_lists& lists) {
-    const SHARE_HIDDEN* hidden = lists.hidden.find(name);
-    put_all(out, {"[", name, hidden && !hidden->enabled ? "$]\n" : "]\n"});
+}  // namespace
+
+int write_share_header(Output& out, const char* name, const HiddenSearch& hidden_list) {
+    const SHARE_HIDDEN* hidden = hidden_list.find(name);
+    put(out, "[", name, hidden && !hidden->enabled ? "$]\n" : "]\n");
+    return 0;
 }
 
-void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists) {
-    const SHARE_VFS* vfs = lists.vfs.find(share.name);
-    const bool recycle = vfs != nullptr ? vfs->trash : share.trashbox;
+int write_share_vfs(Output& out, const char* name, unsigned char trashbox,
+                    const VfsSearch& vfs_list) {
+    const SHARE_VFS* vfs = vfs_list.find(name);
+    const bool recycle = vfs != nullptr ? vfs->trash : trashbox;
     const bool audit = vfs != nullptr && vfs->audit;
     if (recycle && audit)
         put(out, recycle_audit_block);
@@ -58,14 +55,24 @@ void write_share_vfs(FILE* out, const SHARE_INFO& share, const side_lists& lists
         put(out, recycle_block);
     else if (audit)
         put(out, audit_block);
+    return 0;
 }
 
-void write_comment(FILE* out, const SHARE_INFO& share, bool read_only) {
-    put_all(out, {"    comment = ", share.comment, read_only ? "(Read Only)\n" : "\n"});
+namespace {
+
+// The side lists, searched by the name of a share.
+struct side_lists {
+    HiddenSearch hidden;
+    OfflineSearch offline;
+    VfsSearch vfs;
+};
+
+void write_comment(Output& out, const SHARE_INFO& share, bool read_only) {
+    put(out, "    comment = ", share.comment, read_only ? "(Read Only)\n" : "\n");
 }
 
-void write_msdfs_root(FILE* out, const MSDFS_INFO& msdfs) {
-    put_all(out, {"[", msdfs.root->name, "]\n"});
+void write_msdfs_root(Output& out, const MSDFS_INFO& msdfs) {
+    put(out, "[", msdfs.root->name, "]\n");
     put(out,
         "    comment = Quarvane DFS folder\n"
         "    browsable = Yes\n"
@@ -73,7 +80,7 @@ void write_msdfs_root(FILE* out, const MSDFS_INFO& msdfs) {
         "    writable = No\n"
         "    guest ok = Yes\n");
     if (!msdfs.root_as_link) {
-        put_all(out, {"    path = ", msdfs.root->path, "\n"});
+        put(out, "    path = ", msdfs.root->path, "\n");
         put(out, "    msdfs root = Yes\n");
         return;
     }
@@ -82,7 +89,7 @@ void write_msdfs_root(FILE* out, const MSDFS_INFO& msdfs) {
         link = link->prev;
     put(out, "    msdfs root = Yes\n");
     // The first of the two backslashes of the path is left out; a missing path is all zero.
-    put_all(out, {"    msdfs proxy = ", link->unc1 + 1, "\n"});
+    put(out, "    msdfs proxy = ", link->unc1 + 1, "\n");
 }
 
 constexpr char utilities_share[] =
@@ -95,31 +102,32 @@ constexpr char utilities_share[] =
     "    guest ok = yes\n"
     "    csc policy = disable\n";
 
-void write_usb_access(FILE* out, const SHARE_INFO& share) {
+void write_usb_access(Output& out, const SHARE_INFO& share) {
     if (open_to_everyone(share)) {
         put(out, "    guest ok = yes\n");
         return;
     }
-    const auto with_comma = [out](const char* list) {
+    const auto with_comma = [&out](const char* list) {
         if (is_set(list))
-            put_all(out, {list, ","});
+            put(out, list, ",");
     };
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
     with_comma(share.rw_users);  // Kept: a comma also where nothing follows.
-    put_all(out, {share.rw_groups, "\n"});
+    put(out, share.rw_groups, "\n");
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
     put(out, "    read list = ");
     with_comma(share.ro_users);
-    put_all(out, {share.ro_groups, "\n"});
+    put(out, share.ro_groups, "\n");
 }
 
-void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only, const side_lists& lists) {
-    write_share_header(out, share.name, lists);
+void write_usb_share(Output& out, const SHARE_INFO& share, bool read_only,
+                     const side_lists& lists) {
+    write_share_header(out, share.name, lists.hidden);
     write_comment(out, share, read_only);
-    put_all(out, {"    path = /mnt/", share.volume, "\n"});
+    put(out, "    path = /mnt/", share.volume, "\n");
     put(out,
         "    browsable = yes\n"
         "    printable = no\n");
@@ -129,10 +137,10 @@ void write_usb_share(FILE* out, const SHARE_INFO& share, bool read_only, const s
         "    force create mode = 666\n"
         "    force directory mode = 777\n"
         "    csc policy = disable\n");
-    write_share_vfs(out, share, lists);
+    write_share_vfs(out, share.name, share.trashbox, lists.vfs);
 }
 
-void write_usb_shares(FILE* out, const SHARE_INFO* share, const side_lists& lists) {
+void write_usb_shares(Output& out, const SHARE_INFO* share, const side_lists& lists) {
     for (const char* mount_point : usb_mount_points) {
         int fs_type = 0;
         if (share->smb && isMounted(mount_point, &fs_type))
@@ -143,8 +151,8 @@ void write_usb_shares(FILE* out, const SHARE_INFO* share, const side_lists& list
     }
 }
 
-void write_test_share(FILE* out, const SYS_INFO& info) {
-    put_all(out, {"[", info.auth_test_folder, "]\n"});
+void write_test_share(Output& out, const SYS_INFO& info) {
+    put(out, "[", info.auth_test_folder, "]\n");
     put(out,
         "    comment = Quarvane authentication test folder\n"
         "    path = /mnt/authtest\n"
@@ -155,7 +163,7 @@ void write_test_share(FILE* out, const SYS_INFO& info) {
         "    csc policy = disable\n");
 }
 
-void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
+void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     if (open_to_everyone(*share)) {
         put(out, info.sec_share ? "    guest ok = no\n"
                                   "    username = admin\n"
@@ -164,30 +172,31 @@ void write_access(FILE* out, SHARE_INFO* share, const SYS_INFO& info) {
         return;
     }
     put(out, "    valid users = ");
+    // Kept: a list that shapes to nothing still has its comma, so the question comes first.
+    const bool named[] = {is_set(share->ro_users), is_set(share->ro_groups),
+                          is_set(share->rw_users), is_set(share->rw_groups)};
+    shape_share_lists(share);
+    const char* const lists[] = {share->ro_users, share->ro_groups, share->rw_users,
+                                 share->rw_groups};
     const char* comma = "";
-    const auto write_shaped = [&](char** list, int kind) {
-        if (!is_set(*list))
-            return;
-        VntSambaFormatShaper(list, kind);
-        put_all(out, {comma, *list});
+    for (int i = 0; i < 4; ++i) {
+        if (!named[i])
+            continue;
+        put(out, comma, lists[i]);
         comma = ",";
-    };
-    write_shaped(&share->ro_users, user_list);
-    write_shaped(&share->ro_groups, group_list);
-    write_shaped(&share->rw_users, user_list);
-    write_shaped(&share->rw_groups, group_list);
+    }
     put(out, "\n");
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
     // Kept: the comma stands before the groups also where there are no users.
-    put_all(out, {"    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
-                  share->ro_groups, "\n"});
+    put(out, "    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
+        share->ro_groups, "\n");
 }
 
-void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_lists& lists) {
-    write_share_header(out, share->name, lists);
+void write_share(Output& out, SHARE_INFO* share, const SYS_INFO& info, const side_lists& lists) {
+    write_share_header(out, share->name, lists.hidden);
     write_comment(out, *share, share->read_only);
-    put_all(out, {"    path = /mnt/", share->volume, "/", share->name, "\n"});
+    put(out, "    path = /mnt/", share->volume, "/", share->name, "\n");
     put(out,
         "    browsable = yes\n"
         "    printable = no\n");
@@ -198,14 +207,14 @@ void write_share(FILE* out, SHARE_INFO* share, const SYS_INFO& info, const side_
         "    force directory mode = 777\n");
     // Kept: no line for a share that is not in the list.
     if (const OFFLINE* offline = lists.offline.find(share->name))
-        put_all(out, {"    csc policy = ", offline->enabled ? offline->policy : "disable", "\n"});
-    write_share_vfs(out, *share, lists);
-    put_all(out, {"###", share->name, "###\n"});
+        put(out, "    csc policy = ", offline->enabled ? offline->policy : "disable", "\n");
+    write_share_vfs(out, share->name, share->trashbox, lists.vfs);
+    put(out, "###", share->name, "###\n");
 }
 
 }  // namespace
 
-void write_samba_shares(FILE* out, samba_inputs* inputs) {
+void write_samba_shares(Output& out, samba_inputs* inputs) {
     const SYS_INFO& info = inputs->info;
     const side_lists lists = {
         {&inputs->hidden, &SHARE_HIDDEN::next, 3, "shareinfo_hidden(name):"},

@@ -1,8 +1,9 @@
 // What several writers ask of a share and its access lists.
 #include "writers/share_access.h"
 
-#include "conf/text.h"
+#include "base/text.h"
 #include "util/mount_probe.h"
+#include "util/utils.h"
 
 #include <initializer_list>
 
@@ -23,4 +24,12 @@ bool has_no_lists(const SHARE_INFO& share) {
 
 bool read_only_on(const SHARE_INFO& share, int fs_type) {
     return share.read_only != 0 || fs_type == fs_fat || fs_type == fs_ntfs;
+}
+
+int shape_share_lists(SHARE_INFO* share) {
+    VntSambaFormatShaper(&share->ro_users, user_list);
+    VntSambaFormatShaper(&share->ro_groups, group_list);
+    VntSambaFormatShaper(&share->rw_users, user_list);
+    VntSambaFormatShaper(&share->rw_groups, group_list);
+    return 0;
 }

@@ -1,12 +1,12 @@
 // Writes the user section of proftpd.conf, in the order of the file: the access rules of all
 // directories for users with an account.
-#include "conf/name_search.h"
-#include "conf/owners.h"
-#include "conf/text.h"
-#include "include/debug.h"
+#include "base/heap_text.h"
+#include "base/messages.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
-#include "writers/output.h"
+#include "writers/name_search.h"
 #include "writers/proftpd_sections.h"
 #include "writers/share_access.h"
 
@@ -32,12 +32,12 @@ static constexpr char writable_body[] =
     "  </Limit>\n"
     "</Directory>\n";
 
-void put_hidden_block(FILE* out, const char* path) {
-    fprintf(out, "<Directory %s>\n%s\n", path, hidden_body);
+void put_hidden_block(Output& out, const char* path) {
+    put(out, "<Directory ", path, ">\n", hidden_body, "\n");
 }
 
-void put_read_only_block(FILE* out, const char* path) {
-    fprintf(out, "<Directory %s>\n%s\n", path, read_only_body);
+void put_read_only_block(Output& out, const char* path) {
+    put(out, "<Directory ", path, ">\n", read_only_body, "\n");
 }
 
 visibility array_visibility(const SYS_INFO& info, int number) {
@@ -84,76 +84,93 @@ const char* members_of_hdusers(const GROUP_INFO* group) {
     return group != nullptr ? group->GroupUser : nullptr;
 }
 
-// Writes "AllowUser" or "DenyUser" with the members of all groups of the lists.
-void write_members(FILE* out, const char* verb, std::initializer_list<char*> group_lists,
+// One list of users and one of groups that have the same rights.
+struct audience {
+    const char* users;
+    bool has_groups;  // the list in the settings is not empty
+    Text groups;      // without the "@" marks; NULL when memory runs out
+};
+
+audience audience_of(const char* users, const char* groups) {
+    audience people = {users, is_set(groups), Text(str_duplicate(groups))};
+    if (people.groups)
+        str_replace(people.groups.get(), "@", "");
+    return people;
+}
+
+// Writes "AllowUser" or "DenyUser" with the members of all groups of the audiences.
+void write_members(Output& out, const char* verb, std::initializer_list<const audience*> audiences,
                    const group_members& members) {
     if (!members.written)
         return;
-    fprintf(out, "    %sUser ", verb);
-    for (char* list : group_lists)
-        for_each_item(list, [&](const char* name) {
+    put(out, "    ", verb, "User ");
+    for (const audience* people : audiences)
+        for_each_item(people->groups.get(), [&](const char* name) {
             const GROUP_INFO* group = members.search.find(name);
             if (group == nullptr || group->GroupUser == nullptr)
                 return;
             trace(10, "%s user is %s\n", name, group->GroupUser);
-            fprintf(out, "%s,", group->GroupUser);
+            put(out, group->GroupUser, ",");
         });
     put(out, "nobody\n");
 }
 
-void write_administrators(FILE* out, const group_members& members) {
+// Writes who is allowed or denied ("Allow" or "Deny"): users, groups, and the groups' members.
+// Kept: the lists of two audiences are set apart by a blank, also where one of them is empty.
+void write_rule(Output& out, const char* verb, std::initializer_list<const audience*> audiences,
+                const group_members& members) {
+    bool has_users = false;
+    bool has_groups = false;
+    for (const audience* people : audiences) {
+        has_users |= is_set(people->users);
+        has_groups |= people->has_groups;
+    }
+    if (has_users) {
+        put(out, "    ", verb, "User");
+        for (const audience* people : audiences)
+            put(out, " ", people->users);
+        put(out, "\n");
+    }
+    if (has_groups) {
+        put(out, "    ", verb, "Group");
+        for (const audience* people : audiences)
+            put(out, " ", people->groups.get());
+        put(out, "\n");
+        write_members(out, verb, audiences, members);
+    }
+}
+
+void write_administrators(Output& out, const group_members& members) {
     put(out, "    AllowUser admin,guest,");
     if (members.hdusers != nullptr)
-        fprintf(out, "%s,", members.hdusers);
+        put(out, members.hdusers, ",");
     put(out, "\n");  // Kept: the comma at the end.
 }
 
-// A copy of a group list without the "@" marks; NULL when memory runs out.
-Text clean_groups(const char* list) {
-    Text copy(str_duplicate(list));
-    if (copy)
-        str_replace(copy.get(), "@", "");
-    return copy;
-}
-
-void write_share_body(FILE* out, const SHARE_INFO& share, bool read_only,
+void write_share_body(Output& out, const SHARE_INFO& share, bool read_only,
                       const group_members& members) {
     if (open_to_everyone(share)) {
         put(out, read_only ? read_only_body : writable_body);
         return;
     }
-    const Text ro_groups = clean_groups(share.ro_groups);
-    const Text rw_groups = clean_groups(share.rw_groups);
-    if (!ro_groups || !rw_groups) {  // rather nobody than the wrong people
-        fputs("Can't allocate memory\n", stderr);
+    const audience readers = audience_of(share.ro_users, share.ro_groups);
+    const audience writers = audience_of(share.rw_users, share.rw_groups);
+    if (!readers.groups || !writers.groups) {  // rather nobody than the wrong people
+        complain("Can't allocate memory\n");
         put(out, hidden_body);
         return;
     }
-    const char* const ro_users = share.ro_users;
-    const char* const rw_users = share.rw_users;
-    const bool has_ro_groups = is_set(share.ro_groups);
-    const bool has_rw_groups = is_set(share.rw_groups);
 
     put(out,
         "  <Limit ALL>\n"
         "    DenyAll\n");
-    if (is_set(ro_users) || is_set(rw_users))
-        fprintf(out, "    AllowUser %s %s\n", ro_users, rw_users);  // Kept: the blank, always.
-    if (has_ro_groups || has_rw_groups) {
-        fprintf(out, "    AllowGroup %s %s\n", ro_groups.get(), rw_groups.get());
-        write_members(out, "Allow", {ro_groups.get(), rw_groups.get()}, members);
-    }
+    write_rule(out, "Allow", {&readers, &writers}, members);
     if (has_no_lists(share))
         write_administrators(out, members);
     put(out, "  </Limit>\n");
 
     put(out, "  <Limit READ>\n");
-    if (is_set(ro_users))
-        fprintf(out, "    AllowUser %s\n", ro_users);
-    if (has_ro_groups) {
-        fprintf(out, "    AllowGroup %s\n", ro_groups.get());
-        write_members(out, "Allow", {ro_groups.get()}, members);
-    }
+    write_rule(out, "Allow", {&readers}, members);
     put(out, "  </Limit>\n");
 
     put(out, "  <Limit WRITE>\n");
@@ -161,21 +178,11 @@ void write_share_body(FILE* out, const SHARE_INFO& share, bool read_only,
         put(out, "    DenyAll\n");
     } else {
         put(out, "    Order deny,allow\n");
-        if (is_set(ro_users))
-            fprintf(out, "    DenyUser %s\n", ro_users);
-        if (has_ro_groups) {
-            fprintf(out, "    DenyGroup %s\n", ro_groups.get());
-            write_members(out, "Deny", {ro_groups.get()}, members);
-        }
-        if (is_set(rw_users))
-            fprintf(out, "    AllowUser %s\n", rw_users);
-        if (has_rw_groups) {
-            fprintf(out, "    AllowGroup %s\n", rw_groups.get());
-            write_members(out, "Allow", {rw_groups.get()}, members);
-        }
+        write_rule(out, "Deny", {&readers}, members);
+        write_rule(out, "Allow", {&writers}, members);
         if (has_no_lists(share))
             write_administrators(out, members);
-        else if (!is_set(rw_users) && !has_rw_groups)
+        else if (!is_set(writers.users) && !writers.has_groups)
             put(out, "    DenyAll\n");
     }
     put(out,
@@ -183,7 +190,7 @@ void write_share_body(FILE* out, const SHARE_INFO& share, bool read_only,
         "</Directory>\n");
 }
 
-void write_volume(FILE* out, const char* kind, int number, visibility seen) {
+void write_volume(Output& out, const char* kind, int number, visibility seen) {
     char path[64];
     const auto under = [&](const char* folder) {
         snprintf(path, sizeof path, "/mnt/%s%d%s", kind, number, folder);
@@ -198,7 +205,7 @@ void write_volume(FILE* out, const char* kind, int number, visibility seen) {
     put_hidden_block(out, under("/lost+found"));
 }
 
-const SHARE_INFO* write_usb_disks(FILE* out, const proftpd_inputs& inputs,
+const SHARE_INFO* write_usb_disks(Output& out, const proftpd_inputs& inputs,
                                   const group_members& members) {
     const SHARE_INFO* share = inputs.usb_share_count < 1 ? nullptr : &inputs.usb_shares;
     for (const char* mount_point : usb_mount_points) {
@@ -207,7 +214,7 @@ const SHARE_INFO* write_usb_disks(FILE* out, const proftpd_inputs& inputs,
             continue;
         }
         trace(10, "folder : %s\n", share->volume);
-        fprintf(out, "<Directory /mnt/%s>\n", share->volume);
+        put(out, "<Directory /mnt/", share->volume, ">\n");
         int fs_type = 0;
         if (share->ftp && isMounted(mount_point, &fs_type))
             write_share_body(out, *share, read_only_on(*share, fs_type), members);
@@ -219,14 +226,14 @@ const SHARE_INFO* write_usb_disks(FILE* out, const proftpd_inputs& inputs,
     return share;
 }
 
-void write_shares(FILE* out, const proftpd_inputs& inputs, const group_members& members) {
+void write_shares(Output& out, const proftpd_inputs& inputs, const group_members& members) {
     if (inputs.share_count == 0) {
         trace(10, "no share folder\n");
         return;
     }
     for (const SHARE_INFO* share = &inputs.shares; share != nullptr; share = share->next) {
         trace(10, "folder : %s/%s\n", share->volume, share->name);
-        fprintf(out, "<Directory /mnt/%s/%s>\n", share->volume, share->name);
+        put(out, "<Directory /mnt/", share->volume, "/", share->name, ">\n");
         if (share->ftp)
             write_share_body(out, *share, share->read_only, members);
         else
@@ -237,7 +244,7 @@ void write_shares(FILE* out, const proftpd_inputs& inputs, const group_members& 
 
 }  // namespace
 
-const SHARE_INFO* write_user_section(FILE* out, const proftpd_inputs& inputs) {
+const SHARE_INFO* write_user_section(Output& out, const proftpd_inputs& inputs) {
     const SYS_INFO& info = inputs.info;
     const group_members members = {
         !info.sec_domain && !info.sec_ads,
@@ -272,7 +279,7 @@ const SHARE_INFO* write_user_section(FILE* out, const proftpd_inputs& inputs) {
         write_volume(out, "array", number, array_visibility(info, number));
     for (int number = 1; number <= 4; ++number)
         write_volume(out, "disk", number, disk_visibility(info, number));
-    const SHARE_INFO* leftover = write_usb_disks(out, inputs, members);
+    const SHARE_INFO* third_usb_share = write_usb_disks(out, inputs, members);
     write_shares(out, inputs, members);
-    return leftover;
+    return third_usb_share;
 }

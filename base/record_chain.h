@@ -3,18 +3,17 @@
 // A record has `prev` (NULL in the head) and `next` (NULL in the last record).
 #pragma once
 
-#include "include/debug.h"
+#include "base/messages.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 
-// Links a zeroed record behind `last`, the last of its chain, and returns it; or, when memory
-// runs out, says so on standard error and returns NULL with the chain as it was.
+// Links a zeroed record after `last`, the last of its chain, and returns it; or, when memory runs
+// out, says so on standard error and returns NULL with the chain as it was.
 template <class Record>
 Record* grow(Record* last) {
     auto* record = static_cast<Record*>(calloc(1, sizeof(Record)));
     if (record == nullptr) {
-        fputs("Can't allocate memory\n", stderr);
+        complain("Can't allocate memory\n");
         return nullptr;
     }
     record->prev = last;
