@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -264,80 +265,107 @@ void Root::expect_outcome(const string& behaviour, const string& arguments, cons
         fail(behaviour, arguments + "\n", "tests/expected/" + name, differences);
 }
 
-Change keys(const string& file, const string& settings) {
-    return {file, settings, [](Root& root, const Change& it) { root.change(it.file, it.text); }};
-}
-
-Change file(const string& path, const string& text) {
-    return {path, text, [](Root& root, const Change& it) { root.write(it.file, it.text); }};
-}
-
-Change no(const string& path) {
-    return {path, "(none)", [](Root& root, const Change& it) { root.remove(it.file); }};
-}
-
-Change folder(const string& path) {
-    return {path, "(a folder)", [](Root& root, const Change& it) { root.obstruct(it.file); }};
-}
-
-// The input of a case in plain bytes, a run of one byte as "x{39999}".
-static string described(const Case& row, const string& arguments) {
-    string text = row.arguments.empty() ? "" : "   tavrogen " + arguments + "\n";
-    for (const Change& change : row.changes) {
-        text += "   " + change.file + ":";
-        for (const string& line : lines_of(change.text)) {
-            text += text.ends_with(':') ? " " : "     ";
-            for (size_t at = 0, end = 0; at < line.size(); at = end) {
-                end = std::min(line.find_first_not_of(line[at], at), line.size());
-                const auto byte = static_cast<unsigned char>(line[at]);
-                char shown[8];
-                snprintf(shown, sizeof shown, byte < 32 || byte > 126 ? "\\x%02x" : "%c", byte);
-                const bool is_run = end - at > 9;
-                end = is_run ? end : at + 1;
-                if (byte != '\n')
-                    text += shown + (is_run ? "{" + std::to_string(end - at) + "}" : "");
-            }
-            text += "\n";
+// A line of a case file in its own bytes: \xHH is a byte, {N} stands for N of the byte before it,
+// and \c at the end for no newline.
+static string unescaped(const string& line) {
+    string text;
+    for (size_t at = 0; at < line.size(); ++at) {
+        if (line.substr(at, 2) == "\\c")
+            return text;
+        if (line.substr(at, 2) == "\\x") {
+            text += static_cast<char>(std::stoi(line.substr(at + 2, 2), nullptr, 16));
+            at += 3;
+        } else if (line[at] == '{' && isdigit(line[at + 1])) {
+            text.append(std::stoul(line.substr(at + 1)) - 1, text.back());
+            at = line.find('}', at);
+        } else {
+            text += line[at];
         }
-        text += change.text.empty() ? " (empty)\n" : "";
     }
     return text;
 }
 
-void expect_effects(const string& name, const Root::Models& models, const string& arguments,
-                    const std::vector<Case>& cases) {
-    const fs::path path = fs::path(SOURCE_FOLDER) / "tests/expected" / name;
-    std::map<string, string> sections;
-    string* section = &sections[""];
+// Makes the changes of a case. Returns the arguments of its run: its own or the usual ones.
+static string arrange(Root& root, const string& input, const string& usual) {
+    string arguments = usual, written, text;
+    for (const string& line : lines_of(input)) {
+        std::istringstream words(line);
+        string verb, path, rest;
+        words >> verb >> path;
+        getline(words >> std::ws, rest);
+        if (line.starts_with("     "))
+            root.write(written, text += unescaped(line.substr(5)));
+        else if (verb == "tavrogen")
+            arguments = line.substr(line.find('-'), line.size() - line.find('-') - 1);
+        else if (verb == "set")
+            root.change(path, unescaped(rest));
+        else if (verb == "write")
+            root.write(written = path, text = "");
+        else if (verb == "folder")
+            root.obstruct(path);
+        else
+            root.remove(path);
+        if (verb == "link")
+            fs::create_symlink(rest, root.at(path));
+    }
+    return arguments;
+}
+
+string Cases::run(const Case& row) {
+    Root root(models_);
+    const string used = arrange(root, row.input, arguments_);
+    fs::path& before = outcomes_[used];
+    if (before.empty())
+        before = base_.gather("base" + std::to_string(outcomes_.size()), used);
+    return "== " + row.behaviour + "\n" + row.input +
+           difference(before, root.gather("seen", used), 1);
+}
+
+static std::vector<string> sections_of(const fs::path& path) {
+    std::vector<string> sections = {""};
     for (const string& line : lines_of(slurp(path))) {
         if (line.starts_with("== "))
-            section = &sections[line.substr(3, line.size() - 4)];
-        *section += line;
+            sections.emplace_back();
+        sections.back() += line;
     }
-    Root base(models);
-    std::map<string, fs::path> outcomes;  // of the base, by arguments
-    string all;
-    for (const Case& row : cases) {
-        const string used = row.arguments.empty() ? arguments : row.arguments;
-        fs::path& before = outcomes[used];
-        if (before.empty())
-            before = base.gather("base" + std::to_string(outcomes.size()), used);
-        Root root(models);
-        for (const Change& change : row.changes)
-            change.make(root, change);
-        const string input = described(row, used);
-        const string effect = difference(before, root.gather("seen", used), 1);
-        const string seen = "== " + row.behaviour + "\n" + input + effect;
+    return sections;
+}
+
+static Case case_of(const string& section) {
+    const auto lines = lines_of(section);
+    Case row = {lines[0].substr(3, lines[0].size() - 4), ""};
+    for (size_t line = 1; line < lines.size() && lines[line].starts_with("   "); ++line)
+        row.input += lines[line];
+    return row;
+}
+
+void Cases::expect(const std::vector<Case>& rows, const string& name) {
+    const fs::path path = fs::path(SOURCE_FOLDER) / "tests" / name;
+    const auto sections = sections_of(path);
+    string all = sections[0];
+    for (size_t row = 0; row < rows.size() && !testing::Test::HasFailure(); ++row) {
+        const string seen = run(rows[row]);
         all += seen;
         if (!recording())
-            expect_same(row.behaviour, input, "tests/expected/" + name, sections[row.behaviour],
-                        seen);
-        if (testing::Test::HasFailure())
-            return;
+            expect_same(rows[row].behaviour, rows[row].input, "tests/" + name,
+                        row + 1 < sections.size() ? sections[row + 1] : "", seen);
     }
     if (recording())
         store(path, all);
-    EXPECT_EQ(slurp(path).size(), all.size()) << name << " has cases that nobody asks for";
+}
+
+void expect_case_file(const string& name) {
+    const auto sections = sections_of(fs::path(SOURCE_FOLDER) / "tests/cases" / name);
+    const auto heading = lines_of(sections[0]);
+    const auto after_word = [](const string& line) {
+        return line.substr(line.find(' ') + 1, line.size() - line.find(' ') - 2);
+    };
+    std::istringstream models(after_word(heading[0]));
+    std::vector<Case> rows;
+    for (size_t i = 1; i < sections.size(); ++i)
+        rows.push_back(case_of(sections[i]));
+    Cases({std::istream_iterator<string>(models), {}}, after_word(heading[1]))
+        .expect(rows, "cases/" + name);
 }
 
 string Share::line() const {

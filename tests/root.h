@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
-// With TAVROGEN_RECORD in the environment, what is compared with tests/expected is written there
-// instead.
+// With TAVROGEN_RECORD in the environment, what is compared with a file is written there instead.
 
 // How a run has ended. A program that was killed has a status above 128.
 struct Outcome {
@@ -63,27 +63,38 @@ class Root {
     std::set<std::filesystem::path> inputs_;
 };
 
-// One change of the files of a root.
-struct Change {
-    std::string file, text;
-    void (*make)(Root&, const Change&);
-};
-Change keys(const std::string& file, const std::string& settings);  // as Root::change
-Change file(const std::string& path, const std::string& text);
-Change no(const std::string& path);
-Change folder(const std::string& path);  // in the place of a file
-
-// Changes of a model, and the behaviour that they show.
+// Changes of the files of a root, and the behaviour that they show. The input is lines of
+//   tavrogen ARG...         the arguments, where they are not those of the other cases
+//   set FILE SETTINGS       as Root::change
+//   write FILE              with what stands in the lines that follow, further to the right
+//   no FILE
+//   folder FILE             in its place
+//   link FILE TARGET        in its place
 struct Case {
-    std::string behaviour;
-    std::vector<Change> changes = {};
-    std::string arguments = "";  // empty: those of the table
+    std::string behaviour, input;
 };
 
-// Runs the program on the models as they are and with the changes of each case, and compares what
-// that changes in the outcome with the section of the case in the file tests/expected/NAME.
-void expect_effects(const std::string& name, const Root::Models& models,
-                    const std::string& arguments, const std::vector<Case>& cases);
+// Cases of the same models: each compares what its changes change in the outcome of a run.
+class Cases {
+  public:
+    Cases(const Root::Models& models, const std::string& arguments)
+        : models_(models), arguments_(arguments), base_(models) {}
+
+    // Compares with the file NAME under tests, up to the first difference. It has a section for
+    // each case: its behaviour, its input, and the lines that differ in each file and stream.
+    void expect(const std::vector<Case>& rows, const std::string& name);
+
+  private:
+    std::string run(const Case& row);
+
+    Root::Models models_;
+    std::string arguments_;
+    Root base_;
+    std::map<std::string, std::filesystem::path> outcomes_;  // of the base, by arguments
+};
+
+// The cases of a file under tests/cases. Its first two lines name the models and the arguments.
+void expect_case_file(const std::string& name);
 
 // Shows what is wrong, for which input and where: the lines in which two texts differ.
 void expect_same(const std::string& behaviour, const std::string& input, const std::string& path,

@@ -84,34 +84,27 @@ TEST(AllServices, AreTracedByLevel) {
 }
 
 TEST(AllServices, MakeDoWithoutAFileAndReportWhatTheyCannotWrite) {
-    const auto korvel = [](const string& name) { return "/etc/korvel/" + name; };
-    std::vector<Case> cases;
-    for (const string& path :
-         {korvel("shareinfo"), korvel("usbshareinfo"), korvel("info"), korvel("diskinfo"),
-          korvel("msdfs"), korvel("offlinefile"), korvel("shareinfo.hidden"),
-          korvel("shareinfo.vfs"), korvel("nfs_info"), korvel("iscsi_info"), korvel("iscsi_disks1"),
-          string("/etc/group"), string("/proc/mounts"), string("/tmp/pvlistconfig"),
-          string("/etc/vantor_expansion_firmware")}) {
-        cases.push_back({path + " is missing", {no(path)}});
-        cases.push_back({path + " is a folder", {folder(path)}});
-    }
-    expect_effects("inputs", {"small"}, "-d 1 " + every, cases);
-    cases.clear();
+    std::vector<Case> rows;
     for (const string path :
-         {"/etc/samba/smb.conf", "/etc/pam_smb.conf", "/etc/proftpd/proftpd.conf", "/etc/pam.d/ftp",
-          "/etc/atalk/AppleVolumes.default", "/etc/pam.d/netatalk", "/etc/atalk/afpd.conf",
-          "/etc/syslog.conf", "/etc/ietd.conf", "/etc/initiators.allow", "/etc/initiators.deny",
-          "/etc/exports"})
-        for (const string service : {"samba", "proftpd", "atalk", "syslog", "iscsi", "nfs"})
-            if (has(path, service == "samba"     ? "smb"
-                          : service == "proftpd" ? "ftp"
-                          : service == "iscsi"   ? "i"
-                          : service == "nfs"     ? "exports"
-                                                 : service))
-                cases.push_back({path + " cannot be opened by " + service,
-                                 {folder(path)},
-                                 "-d 1 -c " + service});
-    expect_effects("outputs", {"small"}, "", cases);
+         {"shareinfo", "usbshareinfo", "info", "diskinfo", "msdfs", "offlinefile",
+          "shareinfo.hidden", "shareinfo.vfs", "nfs_info", "iscsi_info", "iscsi_disks1",
+          "/etc/group", "/proc/mounts", "/tmp/pvlistconfig", "/etc/vantor_expansion_firmware"})
+        for (const string verb : {"no ", "folder "})
+            rows.push_back({verb + path, "   " + verb + path + "\n"});
+    Cases({"small"}, "-d 1 " + every).expect(rows, "expected/inputs");
+    rows.clear();
+    for (const auto& [service, paths] : std::map<string, std::vector<string>>{
+             {"samba", {"/etc/samba/smb.conf", "/etc/pam_smb.conf"}},
+             {"proftpd", {"/etc/proftpd/proftpd.conf", "/etc/pam.d/ftp"}},
+             {"atalk",
+              {"/etc/atalk/AppleVolumes.default", "/etc/pam.d/netatalk", "/etc/atalk/afpd.conf"}},
+             {"syslog", {"/etc/syslog.conf"}},
+             {"iscsi", {"/etc/ietd.conf", "/etc/initiators.allow", "/etc/initiators.deny"}},
+             {"nfs", {"/etc/exports"}}})
+        for (const string& path : paths)
+            rows.push_back({service + " cannot open " + path,
+                            "   tavrogen -d 1 -c " + service + "\n   folder " + path + "\n"});
+    Cases({"small"}, "").expect(rows, "expected/outputs");
 }
 
 // One line for each setting: what becomes of it in every file that names the characters.
@@ -156,63 +149,20 @@ TEST(AllServices, TakeListsOfThousandsOfNames) {
                     "Group  " + names + "\n    AllowUser " + members + "nobody\n"));
 }
 
-TEST(UsbDisks, AreServedByTheirPlaceInTheListWhileMounted) {
-    const auto share = [](const char* name, int read_only = 0, int served = 1) {
-        return open_share(name, read_only, served, string("usbdisk") + name[1]);
-    };
-    const auto mounts = [](const string& first, const string& second) {
-        return file("/proc/mounts",
-                    "/dev/a /mnt/usbdisk1 " + first + "\n/dev/b /mnt/usbdisk2 " + second + "\n");
-    };
-    const auto list = [](const string& lines) { return file("usbshareinfo", lines); };
-    const Change both = mounts("ext3 rw 0 0", "xfs_x rw 0 0");
-    const string two = share("u1") + share("u2");
-    std::vector<Case> cases = {
-        {"no share", {list(""), both}},
-        {"one share", {list(share("u1")), both}},
-        {"two shares", {list(two), both}},
-        {"the first is read-only", {list(share("u1", 1) + share("u2")), both}},
-        {"the second is read-only", {list(share("u1") + share("u2", 1)), both}},
-        {"the first is not served", {list(share("u1", 0, 0) + share("u2")), both}},
-        {"a share that is not served is not probed",
-         {list(share("u1", 0, 0) + share("u2")), mounts("unknown", "unknown")}},
-        {"the second disk is not mounted",
-         {list(share("u1", 0, 0) + share("u2")), file("/proc/mounts", "a /mnt/usbdisk1 jfs\n")}},
-        {"a third share shows both disks to anonymous users", {list(two + share("u3")), both}},
-        {"the third share's mode is that of the anonymous view",
-         {list(two + share("u3", 1) + share("u4")), both}},
-        {"the mode of the first two is not",
-         {list(share("u1", 1, 0) + share("u2", 1) + share("u3")), both}},
-        {"the anonymous view goes by the file system, too",
-         {list(two + share("u3")), mounts("vfat rw", "ext4 rw")}},
-        {"the anonymous view hides a share that is not open to all",
-         {list(Share{.name = "u1", .volume = "usbdisk1"}.line() + share("u2") + share("u3")),
-          both}},
-        {"the anonymous view hides a disk that is not mounted",
-         {list(two + share("u3")), file("/proc/mounts", "")}},
-        {"shares name their volume, not their disk",
-         {list(open_share("u1", 0, 1, "usbdisk2") + open_share("u2", 0, 1, "other")), both}},
-        {"the volume of the fourth share is not asked for",
-         {list(share("u1") + "\n\n" + share("u4")), both}},
-        {"the first line that names the disk counts",
-         {file("/proc/mounts", "/dev/a /mnt/usbdisk10 ntfs\n/dev/a /mnt/usbdisk1 ext3\n")}},
-        {"a line of the mount table may be long",
-         {file("/proc/mounts", "/" + string(300, 'd') + "/dev/a /mnt/usbdisk1 ext3 rw\n")}},
-        {"255 bytes of it count",
-         {file("/proc/mounts", string(233, 'd') + " /mnt/usbdisk1 ntfs rw\n" + string(231, 'e') +
-                                   " /mnt/usbdisk2 reiserfs rw\n")}},
-        {"the last line needs no newline", {file("/proc/mounts", "a /mnt/usbdisk1 ext3")}},
-        {"a line without a type is no mount",
-         {file("/proc/mounts", "a /mnt/usbdisk1\na /mnt/usbdisk1 ext3\n/mnt/usbdisk2\n")}},
-        {"a blank before the options ends the type", {mounts("ext3\trw", "ext2  rw")}},
-        {"a type is cut to 15 bytes", {mounts("sixteen-letters-", "fifteen-letters")}},
-    };
-    expect_effects("usb-disks", {"small"}, "-d 1 -c samba -c atalk -c proftpd", cases);
-    cases.clear();
-    for (const string type :
-         {"xfs",     "xfs2",     "xf",        "Xfs",    "ext3",  "ext3x",  "ext2",
-          "ext2x",   "ext4",     "vfat",      "vfat16", "msdos", "msdosx", "ntfs",
-          "ntfs-3g", "reiserfs", "reiserfs4", "jfs",    "jfs2",  ""})
-        cases.push_back({"file system " + type, {mounts(type + " rw", "unknown rw")}});
-    expect_effects("file-systems", {"small"}, "-d 1 -c samba", cases);
+// The files under tests/cases: one for each service, and more for what several of them read.
+class CaseFile : public testing::TestWithParam<string> {};
+
+TEST_P(CaseFile, ChangesTheOutcomeAsItSays) {
+    expect_case_file(GetParam());
 }
+
+static std::vector<string> case_files() {
+    std::vector<string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(SOURCE_FOLDER "/tests/cases"))
+        names.push_back(entry.path().filename());
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, CaseFile, testing::ValuesIn(case_files()), [](const auto& file) {
+    return std::regex_replace(file.param, std::regex("-"), "_");
+});
