@@ -7,20 +7,24 @@
 #include <sys/stat.h>
 #include <time.h>
 
-// Only the opening must not wait; reading and writing may.
-static int open_without_waiting(const char* path, int flags, mode_t mode) {
-    const int descriptor = open(path, flags | O_NONBLOCK | O_CLOEXEC, mode);
+// Lets reading and writing wait, where only the opening must not.
+static int let_wait(int descriptor) {
     if (descriptor != -1)
         fcntl(descriptor, F_SETFL, 0);
     return descriptor;
 }
 
 int open_input(const char* path) {
-    return open_without_waiting(path, O_RDONLY, 0);
+    return let_wait(open_settings(path));
+}
+
+int open_settings(const char* path) {
+    return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
 int open_output(const char* path, mode_t mode) {
-    return open_without_waiting(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
+    constexpr int anew = O_WRONLY | O_CREAT | O_TRUNC;
+    return let_wait(open(path, anew | O_NONBLOCK | O_CLOEXEC, mode));
 }
 
 bool is_there(const char* path) {
@@ -36,13 +40,15 @@ void get_host_name(char* name, size_t size) {
 
 int lock_folder(const char* path, int seconds) {
     const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    constexpr timespec pause = {0, 5'000'000};
-    constexpr int pauses_a_second = 200;
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const time_t deadline = now.tv_sec + seconds;
     // Asked again and again, since a wait inside flock() has no end.
-    for (int pauses = seconds * pauses_a_second; folder != -1 && pauses > 0; --pauses) {
-        if (flock(folder, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK)
-            break;
+    while (folder != -1 && flock(folder, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK &&
+           now.tv_sec < deadline) {
+        constexpr timespec pause = {0, 5'000'000};
         nanosleep(&pause, nullptr);
+        clock_gettime(CLOCK_MONOTONIC, &now);
     }
     return folder;
 }

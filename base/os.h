@@ -26,6 +26,10 @@ class Descriptor {
 // Does not wait for a writer: a FIFO that nobody writes to is an empty file (fifo(7)).
 int open_input(const char* path);
 
+// As open_input, for a settings file: reading does not wait either. Where a FIFO's writer has said
+// nothing yet, it fails.
+int open_settings(const char* path);
+
 // Opens a file for writing and truncates it in place, creating it with `mode` (less the umask)
 // when it is not there. Returns a descriptor, which the caller closes; or -1 with errno set. Does
 // not wait for a reader: a FIFO that nobody reads from is a failure.

@@ -1,20 +1,29 @@
 // A file that is being written.
 #include "base/output.h"
 
+#include <algorithm>
 #include <charconv>
 #include <errno.h>
 #include <string.h>
 
 void Output::append(std::string_view text) {
-    while (text.size() > sizeof buffer_ - used_) {
-        const size_t room = sizeof buffer_ - used_;
-        memcpy(buffer_ + used_, text.data(), room);
-        used_ += room;
-        text.remove_prefix(room);
-        flush();
-    }
-    memcpy(buffer_ + used_, text.data(), text.size());
+    if (text.size() > sizeof buffer_ - used_)
+        return append_in_parts(text);
+    char* const end = buffer_ + used_;
     used_ += text.size();
+    memcpy(end, text.data(), text.size());
+}
+
+// Puts a text that the buffer has no room for.
+void Output::append_in_parts(std::string_view text) {
+    while (!text.empty()) {
+        if (used_ == sizeof buffer_)
+            flush();
+        const size_t part = std::min(text.size(), sizeof buffer_ - used_);
+        memcpy(buffer_ + used_, text.data(), part);
+        used_ += part;
+        text.remove_prefix(part);
+    }
 }
 
 void Output::append(int number) {

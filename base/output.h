@@ -3,6 +3,7 @@
 
 #include "base/os.h"
 
+#include <string.h>
 #include <string_view>
 
 // Owns a file open for writing and collects its bytes in a buffer. The rest is written when it is
@@ -21,8 +22,11 @@ class Output {
 
     void append(std::string_view text);
     void append(int number);  // in decimal
+    // Inlined, so that the length of a literal is known to the compiler.
+    [[gnu::always_inline]] void append(const char* text) { append({text, strlen(text)}); }
 
   private:
+    void append_in_parts(std::string_view text);
     void flush();
 
     Descriptor file_;

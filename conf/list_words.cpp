@@ -4,21 +4,24 @@
 #include "base/messages.h"
 #include "base/text.h"
 
-#include <algorithm>
 #include <array>
 #include <stdlib.h>
 #include <string.h>
 
-// The bytes that end a field.
-static constexpr auto ends_field = [] {
-    std::array<bool, 256> ends = {};
-    ends['\0'] = ends['<'] = ends['>'] = true;
-    return ends;
+// A table, since each byte of each list is asked about.
+static constexpr auto enders = [] {
+    std::array<bool, 256> table = {};
+    table['\0'] = table['<'] = table['>'] = true;
+    return table;
 }();
+
+static bool ends_field(char byte) {
+    return enders[static_cast<unsigned char>(byte)];
+}
 
 static size_t field_length(const char* cursor) {
     const char* end = cursor;
-    while (!ends_field[static_cast<unsigned char>(*end)])
+    while (!ends_field(*end))
         ++end;
     return static_cast<size_t>(end - cursor);
 }
@@ -28,13 +31,14 @@ const char* get_words(const char* cursor, char* destination, int size) {
         say(">get_words:src is NULL.\n");
         return nullptr;
     }
-    const size_t length = field_length(cursor);
+    const char* at = cursor;
     if (size > 0) {
-        const size_t kept = std::min(length, static_cast<size_t>(size) - 1);
-        memcpy(destination, cursor, kept);
-        destination[kept] = '\0';
+        const char* const limit = cursor + size - 1;
+        while (at != limit && !ends_field(*at))
+            *destination++ = *at++;
+        *destination = '\0';
     }
-    return cursor + length + 2;
+    return at + field_length(at) + 2;
 }
 
 const char* get_words_with_allocate(const char* cursor, char** target) {
@@ -45,7 +49,8 @@ const char* get_words_with_allocate(const char* cursor, char** target) {
     const size_t length = field_length(cursor);
     *target = static_cast<char*>(malloc(length + 1));
     if (*target == nullptr) {
-        say("get_words_with_allocate:memory allocate fail.");  // Kept: no newline.
+        // Kept: the message has no newline, unlike every other one.
+        say("get_words_with_allocate:memory allocate fail.");
         return nullptr;
     }
     memcpy(*target, cursor, length);

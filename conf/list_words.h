@@ -2,8 +2,9 @@
 // front of the line by a cursor.
 //
 // A field ends at the first '<', '>' or NUL; the cursor then moves over that character and the
-// next one. Kept: whatever the next one is. So a line that ends early moves the cursor two bytes
-// beyond its end for each field that it lacks: the bytes there must be readable and zero.
+// next one. Kept: the next one may be any byte, where one expects the '>' of the separator. So a
+// line that ends early moves the cursor two bytes past its end for each field that it lacks: the
+// bytes there must be readable and zero.
 // The last field of a line keeps the line's newline.
 #pragma once
 

@@ -2,8 +2,8 @@
 //
 // The head record of a chain is the caller's: a loader zeroes it and hangs heap records on it,
 // the close function frees these and every heap string, and leaves the head. A chain is closed
-// after every load, also after a failed one. Traces go to standard output under `debug`,
-// failures to standard error, missing keys to standard output (conf/conf_file.h).
+// after every load, also after a failed one. Traces, missing keys (conf/conf_file.h) and failures
+// of the tokenizer (conf/list_words.h) go to standard output, all other failures to standard error.
 #pragma once
 
 #include "include/group_info.h"
@@ -14,7 +14,7 @@
 #include "include/side_lists.h"
 #include "include/sys_info.h"
 
-// Reads a share list. Returns the number of lines, each of which is one record (a line of more than
+// Read a share list. Return the number of lines, each of which is one record (a line of more than
 // 39,999 bytes is several), fewer when the memory for an access list runs out; or -1 when the file
 // cannot be opened or the memory for a record runs out. A head that no line has filled is all zero.
 int load_shareinfo_file(const char* path, SHARE_INFO* head);
@@ -56,7 +56,8 @@ void release_groupinfo(GROUP_INFO* head);
 int load_iscsi_info(ISCSI_INFO* info);
 
 // Reads the iSCSI disks of all ten disk files. Returns 1; or -1 when memory runs out, with the
-// disks read so far. A head record without a target means that there is no disk.
+// disks read so far. A head record without a target is to be left out: there is no disk, or its
+// target key is empty.
 int load_iscsi_disks(ISCSI_DISKS* head);
 void close_iscsi_disks(ISCSI_DISKS* head);
 

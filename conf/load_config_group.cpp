@@ -20,7 +20,8 @@ static parsed parse_group(const char* line, GROUP_INFO* group) {
     const char* password_end = name_end ? strchr(name_end + 1, ':') : nullptr;
     const char* id_end = password_end ? strchr(password_end + 1, ':') : nullptr;
     const char* members_end = id_end ? strchr(id_end + 1, '\n') : nullptr;
-    if (members_end == nullptr)  // Kept: so is a last line without its newline.
+    // Kept: a last line without its newline is rejected, too, where one expects it to be read.
+    if (members_end == nullptr)
         return parsed::rejected;
     copy_cut(group->GroupName, sizeof group->GroupName, line, name_end);
     copy_cut(group->GroupID, sizeof group->GroupID, password_end + 1, id_end);
@@ -83,7 +84,7 @@ void release_groupinfo(GROUP_INFO* head) {
 }
 
 void close_groupinfo(GROUP_INFO* head) {
-    int followers = 0;  // Kept: the trace leaves out the head.
+    int followers = 0;  // Kept: the trace counts the records after the head, not all of them.
     for (const GROUP_INFO* group = head->next; group != nullptr; group = group->next)
         ++followers;
     trace(1, "close_groupinfo in load_config: group count is %d.\n", followers);

@@ -11,7 +11,7 @@
 
 static constexpr char disk_file[] = "/etc/korvel/diskinfo";
 
-// Kept: a missing key gives 255, which counts as set; it does not give the "off" that one expects.
+// Kept: a missing key gives 255, which counts as set, where one expects "off".
 static void load_switch(const SettingsFile& file, const char* key, unsigned char* member) {
     *member = static_cast<unsigned char>(LoadConfFileOnOff(file, key));
 }
@@ -61,7 +61,8 @@ static void set_forward_item(SYS_INFO* info, const char* item) {
         {"file_iscsi", &info->forward_file_iscsi},
     };
     for (const auto& row : rows) {
-        if (strncmp(item, row.keyword, strlen(row.keyword)) != 0)  // Kept: "systemd" is "system".
+        // Kept: the keyword's length is compared, so "systemd" counts as "system".
+        if (strncmp(item, row.keyword, strlen(row.keyword)) != 0)
             continue;
         *row.flag = 1;
         trace(1, "load_info in load_config: syslog forward item %s is on.\n", row.keyword);
@@ -78,7 +79,8 @@ static void set_forward_items(SYS_INFO* info, const char* items) {
     for (int at = 0; at <= end;) {
         const int length = static_cast<int>(strcspn(items + at, "<"));
         set_forward_item(info, items + at);
-        at += (length != 0 ? length : end - at) + 2;  // Kept: an empty item takes the rest with it.
+        // Kept: an empty item ends the list, where one expects the items after it to count.
+        at += (length != 0 ? length : end - at) + 2;
     }
 }
 
@@ -129,7 +131,7 @@ static void load_disks(const SettingsFile& disks, SYS_INFO* info) {
 
 static void load_usb_disks(const SettingsFile& disks, SYS_INFO* info) {
     char name[16];
-    char value[32] = "";  // Kept: as for the disks.
+    char value[32] = "";  // Kept: a missing disk repeats the value of the disk before it.
     for (int i = 0; i < 2; ++i) {
         snprintf(name, sizeof name, "usb_disk%d", i + 1);
         LoadConfFileString(disks, name, value);
@@ -143,7 +145,7 @@ int load_info(SYS_INFO* info) {
     *info = {};
     const SettingsFile file("/etc/korvel/info");
     // Kept: one area serves all values that are compared. A missing key leaves the value before it
-    // in place, and the decision is made on that, not on an empty value.
+    // in place, and that one is compared, where one expects an empty value.
     char value[256];
     get_host_name(value, sizeof value);
     set_hostname(info, value);

@@ -47,7 +47,7 @@ int load_usbshareinfo(SHARE_INFO* head) {
 }
 
 void close_shareinfo(SHARE_INFO* head) {
-    int followers = 0;  // Kept: the trace leaves out the head.
+    int followers = 0;  // Kept: the trace counts the records after the head, not all of them.
     for (const SHARE_INFO* share = head->next; share != nullptr; share = share->next)
         ++followers;
     trace(1, "close_shareinfo in load_config: share count is %d.\n", followers);
@@ -55,7 +55,7 @@ void close_shareinfo(SHARE_INFO* head) {
         free_lists(share);
         trace(1, "free %p\n", static_cast<void*>(share));
     });
-    free_lists(head);
+    free_lists(head);  // its `next` is NULL by now: who walks a closed list finds nothing freed
     trace(1, "close_shareinfo in load_config: close shareinfo.\n");
 }
 

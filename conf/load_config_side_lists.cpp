@@ -8,13 +8,12 @@ static constexpr auto nothing_to_discard = [](auto*) {};
 
 static const char* parse_offline(const char* at, OFFLINE* offline) {
     at = take(at, offline->name);
-    trace(1, "load_offlinefile in load_config: %s\t", offline->name);
     at = take_switch(at, offline->enabled);
-    trace(1, offline->enabled ? "enable\t" : "disable\t");
     at = take(at, offline->policy);
-    trace(1, "%s\n", offline->policy);
     for (auto& text : offline->reserved)
         at = take(at, text);
+    trace(1, "load_offlinefile in load_config: %s\t%s\t%s\n", offline->name,
+          offline->enabled ? "enable" : "disable", offline->policy);
     return at;
 }
 
@@ -32,11 +31,11 @@ void close_offlinefile(OFFLINE* record) {
 
 static const char* parse_hidden(const char* at, SHARE_HIDDEN* hidden) {
     at = take(at, hidden->name);
-    trace(1, "load_shareinfo_hidden in load_config: %s\t", hidden->name);
     at = take_switch(at, hidden->enabled);
-    trace(1, hidden->enabled ? "enable\n" : "disable\n");
     for (auto& text : hidden->reserved)
         at = take(at, text);
+    trace(1, "load_shareinfo_hidden in load_config: %s\t%s\n", hidden->name,
+          hidden->enabled ? "enable" : "disable");
     return at;
 }
 
@@ -54,14 +53,13 @@ void close_shareinfo_hidden(SHARE_HIDDEN* record) {
 
 static const char* parse_vfs(const char* at, SHARE_VFS* vfs) {
     at = take(at, vfs->name);
-    trace(1, "load_shareinfo_vfs in load_config: %s\t", vfs->name);
     at = take_switch(at, vfs->trash);
-    trace(1, vfs->trash ? "trash enable\t" : "trash disable\t");
     at = take_switch(at, vfs->audit);
-    trace(1, vfs->audit ? "audit enable\n" : "audit disable\n");
     at = take(at, vfs->nfs);
     for (auto& text : vfs->reserved)
         at = take(at, text);
+    trace(1, "load_shareinfo_vfs in load_config: %s\ttrash %s\taudit %s\n", vfs->name,
+          vfs->trash ? "enable" : "disable", vfs->audit ? "enable" : "disable");
     return at;
 }
 

@@ -15,6 +15,13 @@ static bool is_key(const char* key) {
     return strpbrk(key, "=\n") == nullptr;
 }
 
+// Takes the first line off the front of a text that is not empty; gives it without its newline.
+static std::string_view take_line(std::string_view* text) {
+    const std::string_view line(text->data(), std::min(text->find('\n'), text->size()));
+    text->remove_prefix(std::min(line.size() + 1, text->size()));
+    return line;
+}
+
 // Copies a value into an area of `size` bytes, cut to fit and terminated.
 static int copy_value(std::string_view text, char* value, int size) {
     const size_t kept = std::min(text.size(), static_cast<size_t>(size) - 1);
@@ -25,7 +32,7 @@ static int copy_value(std::string_view text, char* value, int size) {
 
 // Looks a key up by reading the file from the front, without the heap.
 static int scan(const char* path, std::string_view key, char* value, int size) {
-    const Descriptor file(open_input(path));
+    const Descriptor file(open_settings(path));
     enum { in_key, in_value, in_other_line } state = in_key;
     size_t matched = 0;
     int used = 0;
@@ -83,7 +90,7 @@ static bool read_bytes(int file, Text* bytes, size_t* size) {
 }
 
 SettingsFile::SettingsFile(const char* path) : path_(path) {
-    const Descriptor file(open_input(path));
+    const Descriptor file(open_settings(path));
     indexed_ = file == -1 || (read_bytes(file, &bytes_, &size_) && index_lines());
 }
 
@@ -94,16 +101,15 @@ bool SettingsFile::has_key(const char& line, std::string_view key) {
 }
 
 bool SettingsFile::index_lines() {
-    const std::string_view content(bytes_.get(), size_);
-    const auto lines = static_cast<size_t>(std::count(content.begin(), content.end(), '\n'));
+    std::string_view rest(bytes_.get(), size_);
+    const auto lines = static_cast<size_t>(std::count(rest.begin(), rest.end(), '\n'));
     if (!lines_.reserve(lines + 1))
         return false;
-    for (size_t at = 0; at < size_;) {
-        const std::string_view line = content.substr(at, content.find('\n', at) - at);
+    while (!rest.empty()) {
+        const std::string_view line = take_line(&rest);
         const size_t key_length = line.find('=');
         if (key_length != std::string_view::npos)
-            lines_.add(line.substr(0, key_length), line.data());
-        at += line.size() + 1;
+            lines_.add({line.data(), key_length}, line.data());
     }
     return true;
 }
@@ -117,8 +123,8 @@ int SettingsFile::find(const char* key, char* value, int size) const {
     if (line == nullptr)
         return 0;
     const char* text = line + strlen(key) + 1;
-    const std::string_view rest(text, static_cast<size_t>(bytes_.get() + size_ - text));
-    return copy_value(rest.substr(0, rest.find('\n')), value, size);
+    std::string_view rest(text, static_cast<size_t>(bytes_.get() + size_ - text));
+    return copy_value(take_line(&rest), value, size);
 }
 
 int get_StringbyKey(const char* path, const char* key, char* value, int size) {
@@ -149,22 +155,22 @@ void write_text(FILE* out, std::string_view text) {
 
 // Writes the content with one pair stored.
 void write_with_pair(FILE* out, std::string_view content, std::string_view key, const char* value) {
-    size_t at = 0;
-    size_t end = 0;  // of the line at `at`, with its newline
-    for (; at < content.size(); at = end) {
-        end = std::min(content.find('\n', at), content.size() - 1) + 1;
-        const std::string_view line = content.substr(at, end - at);
-        if (line.size() > key.size() && line.starts_with(key) && line[key.size()] == '=')
+    std::string_view rest = content;
+    while (!rest.empty()) {
+        const std::string_view line = take_line(&rest);
+        if (line.size() > key.size() && line.starts_with(key) && line[key.size()] == '=') {
+            content = {content.data(), static_cast<size_t>(line.data() - content.data())};
             break;
+        }
     }
-    write_text(out, content.substr(0, at));
-    if (at > 0 && content[at - 1] != '\n')
+    write_text(out, content);
+    if (!content.empty() && content.back() != '\n')
         write_text(out, "\n");
     write_text(out, key);
     write_text(out, "=");
     write_text(out, value);
     write_text(out, "\n");
-    write_text(out, content.substr(end));
+    write_text(out, rest);
 }
 
 // Writes what is to replace the file `target` into the new file `successor`.

@@ -26,7 +26,7 @@ struct close_directory {
 };
 using Directory = std::unique_ptr<DIR, close_directory>;
 
-// Frees the list from a node, which has none behind it, back to the first.
+// Frees the list from its last node back to the first.
 void release_list(dir_node* node) {
     while (node != nullptr) {
         dir_node* previous = node->prev;
@@ -57,7 +57,7 @@ bool is_listed(DIR* directory, const char* name) {
     return true;
 }
 
-// Stores a name in the empty node at the end of the list and puts a new one behind it. Returns
+// Stores a name in the empty node at the end of the list and puts a new one after it. Returns
 // the new node, or NULL when memory runs out.
 dir_node* append(dir_node* node, const char* name) {
     node->name = strdup(name);
@@ -81,7 +81,7 @@ void print_subdirectory(const char* directory, const char* name) {
         static_cast<int>(sizeof path))
         return;
     say("\t%s\n", path);
-    // Kept: a relative path is opened from where the process now is, inside the directory.
+    // Kept: a relative path is opened from inside the directory, where it leads to something else.
     if (!Directory(opendir(path)))
         complain("cannot open 2nd directory: %s\n", path);
 }

@@ -37,5 +37,5 @@ struct SYS_INFO {
     unsigned char forward_file_ftp;
     unsigned char forward_file_iscsi;
     unsigned char info_visible;
-    unsigned char local_auth;  // 1 only when it is exactly "on"
+    unsigned char local_auth;  // 1 when it is exactly "on"; if it is missing, when the host name is
 };

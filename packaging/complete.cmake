@@ -13,7 +13,8 @@ execute_process(COMMAND gzip -9n ${pages} ${doc}/changelog.Debian COMMAND_ERROR_
 # Whatever the umask, here or where the sources were checked out.
 set(folder_mode OWNER_READ OWNER_WRITE OWNER_EXECUTE
   GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-file(CHMOD ${usr} ${usr}/sbin PERMISSIONS ${folder_mode})
-file(CHMOD_RECURSE ${usr}/share
+file(CHMOD_RECURSE ${usr}
   FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ
   DIRECTORY_PERMISSIONS ${folder_mode})
+file(GLOB programs ${usr}/sbin/* ${usr}/libexec/tavrogen/sandbox*)
+file(CHMOD ${usr} ${programs} PERMISSIONS ${folder_mode})

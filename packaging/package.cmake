@@ -1,7 +1,11 @@
 # What `cmake --install` installs, and how CPack makes a Debian package of it.
 include(GNUInstallDirs)
 install(TARGETS tavrogen RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
-install(FILES doc/tavrogen.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+install(PROGRAMS scripts/preview DESTINATION ${CMAKE_INSTALL_SBINDIR} RENAME tavrogen-preview)
+install(PROGRAMS scripts/sandbox scripts/sandbox-inside
+  DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tavrogen)
+install(FILES scripts/known-refusals DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tavrogen)
+install(FILES doc/tavrogen.8 doc/tavrogen-preview.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES doc/tavrogen-settings.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 
 set(CPACK_GENERATOR DEB)
@@ -9,14 +13,12 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/complete.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
-set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
-if(CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
-  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
-endif()
+set(CPACK_DEBIAN_PACKAGE_RELEASE 2)
+# The architecture is this machine's, as dpkg says, unless a preset names another.
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Quarvane firmware <firmware@quarvane.example>")
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "iproute2, proftpd-core, rsyslog, samba-common-bin")
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "service configuration writer of a storage appliance")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION

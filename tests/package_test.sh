@@ -1,8 +1,9 @@
 #!/bin/bash
-# Checks that the packages are built, pass lintian, and install a program that runs, with its
-# manual.
+# Checks that the packages are built, the same ones elsewhere, that they pass lintian, and that they
+# install programs that run, with their manual.
 set -eu
 cd "$(dirname "$0")/.."
+PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 fail() { echo "$*"; exit 1; }
@@ -16,19 +17,35 @@ runs() {
     grep -qx usage "$scratch/out" || fail "$root: no usage"
 }
 
+SOURCE_DATE_EPOCH=$(git -c safe.directory='*' log -1 --format=%ct 2>/dev/null || date +%s)
+export SOURCE_DATE_EPOCH
 DIST=$scratch scripts/package
+copy="$scratch/another path"
+mkdir "$copy"
+tar -c --exclude='./build*' --exclude=./dist --exclude=./.git . | tar -x -C "$copy"
+(umask 077 && TZ=Asia/Tokyo DIST=$copy "$copy/scripts/package" >/dev/null)
 
-for architecture in amd64 armhf; do
+native=$(dpkg --print-architecture)
+for architecture in "$native" armhf armel; do
     root=$scratch/$architecture
+    cmp "$scratch"/tavrogen_*_"$architecture".deb "$copy"/tavrogen_*_"$architecture".deb
     mkdir -p "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/info"
     touch "$root/var/lib/dpkg/status" "$root/var/lib/dpkg/available"
     dpkg --root="$root" --log=/dev/null --force-architecture --force-not-root \
-        --force-script-chrootless --install "$scratch"/tavrogen_*_$architecture.deb
+        --force-script-chrootless --install "$scratch"/tavrogen_*_"$architecture".deb
     [ "$(dpkg --root="$root" --verify tavrogen)" = "" ] || fail "$root: damaged"
-    [ -x "$root/usr/sbin/tavrogen-lint" ] || fail "$root: no tavrogen-lint"
-    for page in man8/tavrogen.8 man8/tavrogen-lint.8 man5/tavrogen-settings.5; do
-        gzip -dc "$root/usr/share/man/$page.gz" | cmp - "doc/${page#*/}"
+    for page in doc/*.[58]; do
+        gzip -dc "$root/usr/share/man/man${page##*.}/${page#*/}.gz" | cmp - "$page"
     done
 done
-runs "$scratch/amd64"
-runs "$scratch/armhf" --emulator /usr/bin/qemu-arm-static
+runs "$scratch/$native"
+QEMU_CPU=cortex-a8 runs "$scratch/armhf" --emulator /usr/bin/qemu-arm-static
+QEMU_CPU=arm926 runs "$scratch/armel" --emulator /usr/bin/qemu-arm-static
+
+# The installed preview, with the installed program, and one for another machine.
+cp -r examples/appliance "$scratch/appliance"
+preview() { "$scratch/$native/usr/sbin/tavrogen-preview" --root "$scratch/appliance" --host nas "$@" nfs; }
+! preview >"$scratch/native" || fail "preview finds no difference"
+! preview --program "$scratch/armel/usr/sbin/tavrogen" --emulator /usr/bin/qemu-arm-static \
+    >"$scratch/emulated" || fail "preview finds no difference"
+grep -q '^+++ b/etc/exports' "$scratch/native" && cmp "$scratch/native" "$scratch/emulated"

@@ -1,23 +1,32 @@
 # The tests of the manual and of the packages, and of the program for ARM.
-add_test(NAME manual COMMAND ${CMAKE_SOURCE_DIR}/tests/manual_test.sh $<TARGET_FILE:tavrogen>)
-if(TAVROGEN_STATIC AND NOT TAVROGEN_SANITIZE) # once is enough: it has builds of its own
+if(TAVROGEN_STATIC) # once is enough: it has builds of its own
+  add_test(NAME manual
+    COMMAND ${CMAKE_SOURCE_DIR}/tests/manual_test.sh $<TARGET_FILE:tavrogen>)
   add_test(NAME package COMMAND ${CMAKE_SOURCE_DIR}/tests/package_test.sh)
-  set_tests_properties(package PROPERTIES LABELS package TIMEOUT 600)
-endif()
+  set_tests_properties(package PROPERTIES LABELS package TIMEOUT 900)
 
-set(TAVROGEN_ARM_PROGRAM ${CMAKE_SOURCE_DIR}/build-arm/tavrogen CACHE FILEPATH
-  "The program for ARM; where it is there, all tests of the program also run it, emulated")
-if(EXISTS ${TAVROGEN_ARM_PROGRAM})
-  cmake_path(GET TAVROGEN_ARM_PROGRAM PARENT_PATH arm_tree)
-  add_test(NAME arm_build COMMAND ${CMAKE_COMMAND} --build ${arm_tree} --target tavrogen)
-  foreach(suite program_tests fault_tests)
-    add_test(NAME arm.${suite} COMMAND ${CMAKE_COMMAND} -E env
-      TAVROGEN_PROGRAM=${TAVROGEN_ARM_PROGRAM}
-      "TAVROGEN_SANDBOX_OPTIONS=--emulator /usr/bin/qemu-arm-static"
-      $<TARGET_FILE:${suite}> --gtest_filter=-*EachAllocation*) # it has a program of its own
-    set_tests_properties(arm.${suite} PROPERTIES
-      FIXTURES_REQUIRED arm_program LABELS arm TIMEOUT 600)
+  # All tests of the program also run each program for ARM that is there when ctest is: emulated, on
+  # the least of the processors that it is for.
+  set(arm_tests "")
+  foreach(preset arm armel)
+    set(emulator /usr/bin/qemu-arm-static)
+    set(processor $<IF:$<STREQUAL:${preset},armel>,arm926,cortex-a8>)
+    string(APPEND arm_tests "if(EXISTS [[${CMAKE_SOURCE_DIR}/build-${preset}/tavrogen]])\n"
+      "  add_test(${preset}.build [[${CMAKE_COMMAND}]]\n"
+      "    --build [[${CMAKE_SOURCE_DIR}/build-${preset}]] --target tavrogen)\n"
+      "  set_tests_properties(${preset}.build PROPERTIES\n"
+      "    FIXTURES_SETUP ${preset} LABELS ${preset} TIMEOUT 600)\n")
+    foreach(suite program_tests fault_tests)
+      string(APPEND arm_tests
+        "  add_test(${preset}.${suite} [[${CMAKE_COMMAND}]] -E env QEMU_CPU=${processor}\n"
+        "    [[TAVROGEN_PROGRAM=${CMAKE_SOURCE_DIR}/build-${preset}/tavrogen]]\n"
+        "    [[TAVROGEN_SANDBOX_OPTIONS=--emulator ${emulator}]]\n"
+        "    [[$<TARGET_FILE:${suite}>]] --gtest_filter=-*EachAllocation*)\n" # has its own program
+        "  set_tests_properties(${preset}.${suite} PROPERTIES\n"
+        "    FIXTURES_REQUIRED ${preset} LABELS ${preset} TIMEOUT 600)\n")
+    endforeach()
+    string(APPEND arm_tests "endif()\n")
   endforeach()
-  set_tests_properties(arm_build PROPERTIES
-    FIXTURES_SETUP arm_program LABELS arm TIMEOUT 600)
+  file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/arm_tests.cmake CONTENT "${arm_tests}")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_BINARY_DIR}/arm_tests.cmake)
 endif()

@@ -1,5 +1,5 @@
 # The tests of scripts/preview, which takes a static program, and of tavrogen-lint.
-if(TAVROGEN_STATIC AND NOT TAVROGEN_SANITIZE)
+if(TAVROGEN_STATIC)
   set(sandbox_options "")
   add_test(NAME preview COMMAND ${CMAKE_SOURCE_DIR}/tests/preview_test.sh $<TARGET_FILE:tavrogen>)
 else()

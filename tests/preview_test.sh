@@ -1,61 +1,135 @@
 #!/bin/bash
-# Tests scripts/preview with PROGRAM: what it shows, and that the root stays as it was.
+# Tests scripts/preview with PROGRAM: what it says, its status, and that the root stays as it was.
 set -eu
 program=$1
 top=$(cd "$(dirname "$0")/.." && pwd)
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-names='samba proftpd atalk syslog iscsi nfs'
-machine='--host nas --eth0 02:00:5e:10:00:01,192.0.2.10/24'
+scratch=$(mktemp -d)
+trap 'chmod -R u+rwX "$scratch" && rm -rf "$scratch"' EXIT
+root="$scratch/a root, with a comma"
+machine=(--host nas --eth0 '02:00:5e:10:00:01,192.0.2.10/24')
+names=(samba proftpd atalk syslog iscsi nfs)
+tools=() # what preview is run by: for one, with fewer rights or with other tools
 
+fresh_root() {
+    chmod -R u+rwX "$scratch" && rm -rf "$root" && cp -r "$top/examples/appliance" "$root"
+}
 picture() {
-    (cd "$root" && find . -printf '%p %i %m %u %T@ %s %l\n' && find . -type f -exec sha256sum {} +)
+    (cd "$root" && find . -exec ls -ldi --time-style=full-iso {} + -type f -exec cksum {} +) 2>&1 ||
+        true # a folder may be closed
 }
-# expect STATUS COMMAND...: what the command shows is then in $work/shown.
+preview() { "${tools[@]}" "$top/scripts/preview" --program "$program" --root "$root" "$@"; }
+run() {
+    "$top/scripts/sandbox" "${machine[@]}" "$root" "$program" "${names[@]/#/-c}" &>"$scratch/log"
+}
+
+# expect STATUS WORDS COMMAND...: the words, a pattern, are in a line of what the command says.
 expect() {
-    picture >"$work/before"
-    status=0
-    "${@:2}" >"$work/shown" 2>"$work/messages" || status=$?
-    picture | diff "$work/before" - && [ $status -eq "$1" ] && return
-    echo "$root: expect $*: status $status" && cat "$work/shown" "$work/messages" && exit 1
+    local status=0 before after
+    before=$(picture)
+    "${@:3}" >"$scratch/shown" 2>"$scratch/messages" || status=$?
+    after=$(picture)
+    diff <(echo "$before") <(echo "$after") && [ $status -eq "$1" ] &&
+        ! grep -n "/sys/" "$scratch/shown" &&
+        grep -q -e "$2" "$scratch/shown" "$scratch/messages" && return
+    echo "expect $*: status $status" && cat "$scratch/shown" "$scratch/messages" && exit 1
 }
-preview() { "$top/scripts/preview" --program "$program" --root "$root" $machine "$@"; }
 
-# A comma in its path keeps a root from being overlaid: it is copied.
-for root in "$work/overlay" "$work/a,copy"; do
-    cp -r "$top/examples/appliance" "$root"
-    expect 1 preview $names
-    [ "$(grep -c '^+++ b/etc/' "$work/shown")" -eq 12 ]
-    expect 2 preview foo nfs
-    "$top/scripts/sandbox" $machine "$root" "$program" $(printf -- '-c %s ' $names) &>"$work/log"
-    expect 0 preview --check $names
-    [ "$(sed -n '1s/ .*//p; /tavrogen-lint/,$p' "$work/shown")" = $'===\n=== tavrogen-lint' ]
-    for checker in testparm proftpd rsyslogd; do
-        grep -q "^=== $checker " "$work/shown" || { echo "no $checker"; exit 1; }
-    done
-    if [ -n "${CI-}" ] && grep 'is not installed' "$work/shown"; then exit 1; fi
+# Root, too, reads here only what the mode of a file lets it read. A user is root over the own files.
+limited=()
+[ "$(id -u)" != 0 ] || limited=(setpriv '--bounding-set=-dac_override,-dac_read_search')
+# One row: status | words | what is done in the root | arguments
+while IFS='|' read -r status words change arguments; do
+    [ "$(id -u)" = 0 ] || [ "${words%%.*}" != 'not readable' ] || continue
+    fresh_root
+    (cd "$root" && eval "$change")
+    tools=("${limited[@]}")
+    # shellcheck disable=SC2086 # a list of arguments
+    expect "$status" "$words" preview $arguments
+done <<'END'
+0|^usage: preview ||--help
+2|unknown service sambaa||samba sambaa
+2|unknown option --chekc||--chekc samba
+2|--host needs a value||samba --host
+2|no service is named||--check
+2|no such folder: none||nfs --root none
+2|not a program: /etc/passwd||--program /etc/passwd nfs
+2|must be static||--program /bin/true nfs
+1|^+    netbios name = other||samba --host other
+1|host name .* (this machine), eth0 .* (this machine)||nfs
+1|host name far (the root.s etc/hostname), eth0 02:00:5e:00:00:02 (--eth0)|echo far >etc/hostname|nfs --eth0 02:00:5e:00:00:02,192.0.2.9/24
+2|no appliance here|rm -r etc/korvel|nfs
+2|not readable.*etc/korvel$|chmod 0 etc/korvel|nfs
+2|not readable.*korvel/info|chmod 0 etc/korvel/info|syslog
+2|not readable.*pvlistconfig|chmod 0 tmp/pvlistconfig|iscsi
+2|not readable.*etc/group|chmod 0 etc/group|proftpd
+2|not readable.*etc/vantor_exp|chmod 0 etc/vantor_expansion_firmware|proftpd
+2|not readable.*etc/exports|echo >etc/exports && chmod 0 etc/exports|nfs
+1|^+/mnt/array1/public |mkdir -p var/etc && ln -s /var/etc/exports etc/exports|nfs
+1|^-old|mkdir var && echo old >var/exports && ln -s ../../../var/exports etc/exports|nfs
+1|^+/mnt/array1/public |mv etc/korvel config && ln -s /config etc/korvel|nfs
+1|^+/mnt/array1/public |mkdir config && mv etc config && ln -s config/etc etc|nfs
+1|^+/mnt/array1/public |mkdir -p etc/tavrogen etc/.preview|nfs
+2|cannot open /etc/exports|ln -s /var/exports etc/exports|nfs
+2|too many links|ln -s exports etc/exports|nfs
+2|too large to be copied|head -c 17000000 /dev/zero >mnt/image && ln -s ../mnt/exports etc/exports|nfs
+2|^+    comment = Staff handbook|mkdir etc/pam_smb.conf|samba
+2|tavrogen -c iscsi failed|mkdir etc/ietd.conf|iscsi
+3|^rsyslogd: .*invalid character|echo syslog_forward_target= >info && cat etc/korvel/info >>info && mv info etc/korvel|--check syslog
+END
+tools=()
 
+# BusyBox's tools do, and nothing else in PATH.
+if command -v busybox >/dev/null; then
+    mkdir "$scratch/busybox"
+    for tool in $(busybox --list); do ln -s "$(command -v busybox)" "$scratch/busybox/$tool"; done
+    kinds='usual busybox'
+else
+    echo "busybox is not installed"
+    [ -z "${CI-}" ] || exit 1
+    kinds=usual
+fi
+for kind in $kinds; do
+    [ "$kind" = usual ] || tools=(env "PATH=$scratch/busybox" sh)
+    fresh_root
+    expect 1 '^+++ b/etc/exports' preview "${machine[@]}" "${names[@]}"
+    [ "$(grep -c '^+++ b/etc/' "$scratch/shown")" -eq 12 ]
+    run
+    expect 0 '^# .duplex' preview "${machine[@]}" "${names[@]}"
     sed -i 's/<>Staff handbook<>/<>New<>/' "$root/etc/korvel/shareinfo"
-    expect 1 preview $names
-    diff <(grep '^[-+]' "$work/shown") - <<'END'
+    expect 1 comment preview "${machine[@]}" "${names[@]}"
+    diff <(grep '^[-+]' "$scratch/shown") - <<'END'
 --- a/etc/samba/smb.conf
 +++ b/etc/samba/smb.conf
 -    comment = Staff handbook(Read Only)
 +    comment = New(Read Only)
 END
-    # An output that cannot be opened, after one that can; one that a link leads out of etc.
-    rm "$root"/etc/{pam_smb.conf,ietd.conf,exports}
-    mkdir "$root"/etc/{pam_smb.conf,ietd.conf}
-    ln -s ../tmp/exports "$root/etc/exports"
-    expect 2 preview samba
-    grep -q '^+    comment = New' "$work/shown"
-    expect 2 preview nfs
-    expect 2 preview iscsi
 done
+tools=()
 
-# This machine's own root: with an appliance's etc mounted over its own.
+run
+expect 0 '^known: .*CharsetLocal' preview "${machine[@]}" --check "${names[@]}"
+for checker in testparm proftpd rsyslogd tavrogen-lint; do
+    grep -q "^=== $checker" "$scratch/shown" || { echo "no $checker"; exit 1; }
+done
+if [ -n "${CI-}" ] && grep 'is not installed' "$scratch/shown"; then exit 1; fi
+
+# Mounts of its own: this machine's root with an appliance's etc over its own, in which the settings
+# and a file are mounted; and a full disk, of which the writer says nothing and the preview does.
+own_root=(--map-root-user)
+[ ! -O / ] || own_root=()
+apart() { unshare "${own_root[@]}" --mount bash -euc "$@"; }
 rm "$root/etc/exports"
-expect 1 unshare $([ -O / ] || echo --map-root-user) --mount sh -c \
-    'mount --bind "$1" /etc && shift && "$@"' - "$root/etc" "$top/scripts/preview" \
-    --program "$program" nfs
-[ "$(grep -c '^+/mnt/.* 192.0.2.0/' "$work/shown")" -eq 3 ]
+# shellcheck disable=SC2016 # expanded there
+expect 1 '^+/mnt/array1/public ' apart 'mount --bind "$1/etc" /etc && mount --bind "$1/etc/korvel" /etc/korvel &&
+    mount --bind "$1/etc/group" /etc/group && shift && "$@"' - \
+    "$root" "$top/scripts/preview" --program "$program" nfs
+# shellcheck disable=SC2016
+apart 'root=$1 program=$2 top=$3
+    run() { "$top/scripts/sandbox" --host nas "$root" "$program" -c samba; }
+    preview() { "$top/scripts/preview" --program "$program" --root "$root" --host nas samba; }
+    mount -t tmpfs -o size=32k tmpfs "$root/etc/samba"
+    head -c 28k /dev/zero >"$root/etc/samba/other"
+    run && status=0 && { preview || status=$?; } && [ $status -eq 1 ]
+    [ -s "$root/etc/samba/smb.conf" ] && rm "$root/etc/samba/other"
+    run && preview' - "$root" "$program" "$top" &>"$scratch/log" ||
+    { echo "a full disk:" && cat "$scratch/log" && exit 1; }

@@ -1,11 +1,12 @@
 // String routines, the list shaper and the charset names.
 #include "util/utils.h"
 
-#include "base/heap_text.h"
 #include "base/messages.h"
 #include "base/text.h"
 #include "include/code_page.h"
 
+#include <algorithm>
+#include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -17,8 +18,8 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
         memcpy(text, replacement, filling);
         return 1;
     }
-    if (gap < filling)
-        say("[waring! utils 187] this routine have a over flow probabirity.\n");  // Kept: as it is.
+    if (gap < filling)  // Kept: the warning is as the scripts know it, its spelling included.
+        say("[waring! utils 187] this routine have a over flow probabirity.\n");
     if (gap == 0)
         return 1;
 
@@ -66,54 +67,61 @@ char* str_duplicate(const char* text) {
     return copy;
 }
 
-// Takes the marks of an earlier shaping out of a list, in place.
-static void delete_marks(char* list) {
-    char* to = list;
-    for (const char* at = list; *at != '\0'; ++at)
-        if (*at != '@' && *at != '"')
-            *to++ = *at;
-    *to = '\0';
+static bool is_mark(char byte) {
+    return byte == '@' || byte == '"';
 }
 
-// Appends at most the first 127 bytes of a text; returns the end, which is not terminated.
-static char* append_part(char* to, const char* text, size_t length) {
-    const size_t kept = length < 127 ? length : 127;
-    memcpy(to, text, kept);
-    return to + kept;
+// Writes the items of a list into `to`, which may be the list itself where nothing is added: for
+// users without a domain.
+static void shape_items(char* to, const char* from, int kind) {
+    constexpr ptrdiff_t longest_part = 127;  // of a domain account: the domain, and the name
+    const char* const start = to;
+    for (;; ++from) {
+        while (*from == ',' || is_mark(*from))
+            ++from;
+        if (*from == '\0')
+            break;
+        if (to != start)
+            *to++ = ',';
+        if (kind == group_list)
+            *to++ = '@';
+        char* part = to;
+        while (*from != '\0' && *from != ',' && *from != '+') {
+            *to = *from++;
+            to += is_mark(*to) ? 0 : 1;
+        }
+        if (*from == '+') {
+            to = stpcpy(std::min(to, part + longest_part), "+\"");
+            part = to;
+            while (*++from != '\0' && *from != ',') {
+                *to = *from;
+                to += is_mark(*to) ? 0 : 1;
+            }
+            to = stpcpy(std::min(to, part + longest_part), "\"");
+        }
+        if (*from == '\0')
+            break;
+    }
+    *to = '\0';
 }
 
 int VntSambaFormatShaper(char** list, int kind) {
     if (*list == nullptr || !is_set(*list) || (kind != user_list && kind != group_list))
         return 1;
-    constexpr size_t marks = 3;  // of one item: the "@" and two quotes
-    size_t size = strlen(*list) + 1 + marks;
-    for (const char* at = *list; *at != '\0'; ++at)
-        size += *at == ',' ? marks : 0;
-    auto* end = static_cast<char*>(malloc(size));
-    if (end == nullptr) {
-        say("utils VntSambaFormatShaper (453)>calloc failed.\n");  // Kept: the number, too.
+    if (kind == user_list && strchr(*list, '+') == nullptr) {  // nothing is added
+        shape_items(*list, *list, kind);
+        return 0;
+    }
+    // An item of one byte and its comma become five bytes at most.
+    auto* shaped = static_cast<char*>(malloc(strlen(*list) * 5 / 2 + 3));
+    if (shaped == nullptr) {
+        // Kept: the number is as the scripts know it; it is not a line of this file.
+        say("utils VntSambaFormatShaper (453)>calloc failed.\n");
         return 1;
     }
-    const Text items(*list);
-    *list = end;
-
-    delete_marks(items.get());
-    *end = '\0';
-    const char* comma = "";
-    for_each_item(items.get(), [&](const char* item) {
-        end = stpcpy(end, comma);
-        end = stpcpy(end, kind == group_list ? "@" : "");
-        const char* plus = strchr(item, '+');
-        if (plus == nullptr) {
-            end = stpcpy(end, item);
-        } else {
-            end = append_part(end, item, static_cast<size_t>(plus - item));
-            end = stpcpy(end, "+\"");
-            end = append_part(end, plus + 1, strlen(plus + 1));
-            end = stpcpy(end, "\"");
-        }
-        comma = ",";
-    });
+    shape_items(shaped, *list, kind);
+    free(*list);
+    *list = shaped;
     return 0;
 }
 

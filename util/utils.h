@@ -3,8 +3,8 @@
 
 // Replaces every occurrence of `pattern` in `text`, in place and from left to right; what has
 // been put in is not searched again. The caller leaves room for a replacement that is longer
-// than the pattern, and standard output says so. A pattern that begins with '^' stands for the
-// start of the text: the replacement is put in front. Always returns 1.
+// than the pattern; standard output warns of it. A pattern that begins with '^' stands for the
+// start of the text: the replacement is put before it, without a warning. Always returns 1.
 int str_replace(char* text, const char* pattern, const char* replacement);
 
 // Cuts a Shift-JIS text to `length` bytes, in place; half of a double-byte character at the cut

@@ -26,7 +26,7 @@ struct target_prefix {
 target_prefix load_target_prefix() {
     char host[256];
     unsigned char mac[6] = {};
-    get_host_name(host, sizeof host);  // Kept: whole, with its domain.
+    get_host_name(host, sizeof host);  // Kept: its domain is part of it, unlike in smb.conf.
     if (Netdev_GetHwAddr("eth0", mac) == 0)
         say("%02X:%02X:%02X:%02X:%02X:%02X\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     target_prefix prefix;
@@ -59,7 +59,7 @@ bool has_target(const ISCSI_DISKS& disk) {
 
 // True when a disk is to become a target in /etc/ietd.conf.
 bool is_exported(const ISCSI_DISKS& disk) {
-    // Kept: device 0 needs no switch.
+    // Kept: device 0 is exported without a switch; every other device needs it.
     if ((disk.device_number != 0 && !equal(disk.available, "on")) || !has_target(disk))
         return false;
     if (!is_there(disk.path_lun0)) {
@@ -84,7 +84,7 @@ void write_target(Output& out, const ISCSI_DISKS& disk, const target_prefix& pre
     write_chap(out, "    ", disk.authtype,
                {disk.IncomingUser_name, disk.IncomingUser_password, disk.OutgoingUser_name,
                 disk.OutgoingUser_password});
-    // Kept: not indented.
+    // Kept: this line is not indented, unlike all others of a target.
     put(out, "Lun 0 Path=", disk.path_lun0, ",Type=blockio\n");
     write_text(out, "Alias", disk.alias);
     write_text(out, "HeaderDigest", disk.HeaderDigest);
@@ -93,7 +93,8 @@ void write_target(Output& out, const ISCSI_DISKS& disk, const target_prefix& pre
     write_text(out, "InitialR2T", disk.InitialR2T);
     write_text(out, "ImmediateData", disk.ImmediateData);
     write_number(out, "MaxRecvDataSegmentLength", disk.MaxRecvDataSegmentLength);
-    if (disk.MaxConnections > 0)  // Kept: the line follows MaxConnections, not its own value.
+    // Kept: MaxConnections decides about this line, where one expects the line's own value to.
+    if (disk.MaxConnections > 0)
         put(out, "    MaxXmitDataSegmentLength ", disk.MaxXmitDataSegmentLength, "\n");
     write_number(out, "MaxBurstLength", disk.MaxBurstLength);
     write_number(out, "FirstBurstLength", disk.FirstBurstLength);
@@ -105,7 +106,7 @@ void write_target(Output& out, const ISCSI_DISKS& disk, const target_prefix& pre
 void write_ietd(Output& out, const ISCSI_INFO& info, const ISCSI_DISKS* disks,
                 const target_prefix& prefix) {
     put(out, "#iSCSI global configuration\n");
-    // Kept: the password, too, and the blank at the end.
+    // Kept: the message shows the password and ends in a blank.
     complain("# [%s] [%s] [%s] \n", info.iscsi_authtype, info.iscsi_IncomingUser_name,
              info.iscsi_IncomingUser_password);
     write_chap(out, "", info.iscsi_authtype,
@@ -159,7 +160,7 @@ void write_initiator_files(const ISCSI_DISKS* disks, const target_prefix& prefix
     Output allow(allow_path);
     if (!is_open(allow, allow_path))
         return;
-    trace(0, "file:%s\n", deny_path);  // Kept: the two files announce each other, not themselves.
+    trace(0, "file:%s\n", deny_path);  // Kept: each of the two files announces the other one.
     Output deny(deny_path);
     if (!is_open(deny, deny_path))
         return;
@@ -180,5 +181,5 @@ int make_iscsi_conf() {
         write_initiator_files(&disks, prefix);
 
     close_iscsi_disks(&disks);
-    return 0;  // Kept: also when a file could not be opened.
+    return 0;  // Kept: a file that could not be opened does not count, where one expects -1.
 }

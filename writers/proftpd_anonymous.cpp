@@ -35,7 +35,7 @@ static void write_anonymous_volume(Output& out, const char* kind, int number, vi
 }
 
 // Kept: the third USB share decides whether the USB disks are shown at all, and whether they are
-// read-only; each disk's own share decides the rest. One expects each disk's own share to decide all.
+// read-only, where one expects each disk's own share to decide. The disk's share decides the rest.
 static void write_anonymous_usb_disks(Output& out, const SHARE_INFO* share,
                                       const SHARE_INFO* third_usb_share) {
     for (const char* mount_point : usb_mount_points) {
@@ -75,11 +75,11 @@ void write_anonymous_section(Output& out, const proftpd_inputs& inputs,
         "  User guest\n"
         "  Group hdusers\n"
         "  UserAlias anonymous guest\n"
-        "  <Limit All>\n"  // Kept: All, against ALL elsewhere.
+        "  <Limit All>\n"  // Kept: this is "All", while all other blocks say "ALL".
         "    IgnoreHidden on\n"
         "  </Limit>\n"
         "  <Limit READ>\n"
-        "  </Limit READ>\n"  // Kept: READ in the closing tag.
+        "  </Limit READ>\n"  // Kept: the closing tag carries the word READ.
         "  <Limit WRITE>\n"
         "    DenyAll\n"
         "  </Limit>\n"

@@ -67,9 +67,10 @@ static void write_sections(Output& out, const proftpd_inputs& inputs) {
     if (!info.sec_domain && !info.sec_ads && !info.sec_server) {
         write_anonymous_section(out, inputs, third_usb_share);
         if (inputs.share_count == 0)
-            return;  // Kept: no TLS block follows the anonymous section where there are no shares.
+            return;  // Kept: without shares the anonymous section is the last, and there is no TLS.
     }
-    if (load_ssl_ftp() == 1)  // here, since it may print: the order of the messages is settled
+    // Loaded only now: a missing key is reported after the messages of the sections.
+    if (load_ssl_ftp() == 1)
         put(out, tls_block);
 }
 
@@ -131,6 +132,7 @@ int make_proftpd_conf() {
     close_msdfsinfo(&inputs.msdfs);
     close_shareinfo(&inputs.shares);
     close_shareinfo(&inputs.usb_shares);
-    release_groupinfo(&inputs.groups);  // Kept: without the traces of a close.
+    // Kept: the groups are released without the traces that the other inputs have.
+    release_groupinfo(&inputs.groups);
     return result;
 }

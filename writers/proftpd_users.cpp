@@ -43,7 +43,7 @@ void put_read_only_block(Output& out, const char* path) {
 visibility array_visibility(const SYS_INFO& info, int number) {
     if (info.array_state[number - 1] == 0)
         return visibility::hidden;
-    // Kept: asks about the disk that has the number of the array.
+    // Kept: the disk with the array's number decides, where one expects the array's own state to.
     const int disk = info.disk_state[number - 1];
     return disk >= 1 && disk <= 5 ? visibility::listed : visibility::unmentioned;
 }
@@ -62,7 +62,7 @@ visibility disk_visibility(const SYS_INFO& info, int number) {
 }
 
 const char* hidden_msdfs_root(const MSDFS_INFO& msdfs) {
-    // Kept: four characters decide, so /mntx is hidden, too.
+    // Kept: four characters are compared, so /mntx is hidden, too.
     const bool hidden = msdfs.root != nullptr && strncmp(msdfs.root->path, "/mnt", 4) == 0;
     return hidden ? msdfs.root->path : nullptr;
 }
@@ -116,7 +116,7 @@ void write_members(Output& out, const char* verb, std::initializer_list<const au
 }
 
 // Writes who is allowed or denied ("Allow" or "Deny"): users, groups, and the groups' members.
-// Kept: the lists of two audiences are set apart by a blank, also where one of them is empty.
+// Kept: a blank stands between the lists of two audiences, also where one of them is empty.
 void write_rule(Output& out, const char* verb, std::initializer_list<const audience*> audiences,
                 const group_members& members) {
     bool has_users = false;
@@ -144,7 +144,7 @@ void write_administrators(Output& out, const group_members& members) {
     put(out, "    AllowUser admin,guest,");
     if (members.hdusers != nullptr)
         put(out, members.hdusers, ",");
-    put(out, "\n");  // Kept: the comma at the end.
+    put(out, "\n");  // Kept: the line ends in a comma, where one expects a name.
 }
 
 void write_share_body(Output& out, const SHARE_INFO& share, bool read_only,
@@ -253,7 +253,7 @@ const SHARE_INFO* write_user_section(Output& out, const proftpd_inputs& inputs) 
     };
     put(out,
         "<Directory />\n"
-        "  <Limit All>\n"  // Kept: All, against ALL elsewhere.
+        "  <Limit All>\n"  // Kept: this is "All", while all other blocks say "ALL".
         "    IgnoreHidden on\n"
         "  </Limit>\n"
         "  <Limit WRITE>\n"

@@ -89,7 +89,7 @@ static void write_global(Output& out, const SYS_INFO& info, const MSDFS_INFO& ms
         "    delete veto files = yes\n"
         "\n"
         "    deadtime = 15\n"
-        "    invalid users = mail, deamon\n"  // Kept: the spelling.
+        "    invalid users = mail, deamon\n"  // Kept: "deamon" is spelt so, not "daemon".
         "    admin users = root\n"
         "    username map = /etc/samba/smbusers\n"
         "\n"
@@ -105,7 +105,7 @@ static void write_global(Output& out, const SYS_INFO& info, const MSDFS_INFO& ms
         "    map system = No\n"
         "    dns proxy = No\n"
         "    show add printer wizard = No\n");
-    // Kept: Yes and no, in capitals and not.
+    // Kept: "Yes" has a capital letter and "no" has none.
     put(out, msdfs.enabled ? "    host msdfs = Yes\n" : "    host msdfs = no\n");
     put(out,
         "    disable spoolss = yes\n"

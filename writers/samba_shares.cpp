@@ -114,7 +114,7 @@ void write_usb_access(Output& out, const SHARE_INFO& share) {
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
-    with_comma(share.rw_users);  // Kept: a comma also where nothing follows.
+    with_comma(share.rw_users);  // Kept: the comma is there also where nothing follows it.
     put(out, share.rw_groups, "\n");
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
@@ -127,11 +127,11 @@ void write_usb_share(Output& out, const SHARE_INFO& share, bool read_only,
                      const side_lists& lists) {
     write_share_header(out, share.name, lists.hidden);
     write_comment(out, share, read_only);
-    put(out, "    path = /mnt/", share.volume, "\n");
-    put(out,
+    put(out, "    path = /mnt/", share.volume,
+        "\n"
         "    browsable = yes\n"
-        "    printable = no\n");
-    put(out, read_only ? "    writable = no\n" : "    writable = yes\n");
+        "    printable = no\n",
+        read_only ? "    writable = no\n" : "    writable = yes\n");
     write_usb_access(out, share);
     put(out,
         "    force create mode = 666\n"
@@ -188,28 +188,29 @@ void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     put(out, "\n");
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
-    // Kept: the comma stands before the groups also where there are no users.
+    // Kept: the comma is there also where there are no users before it.
     put(out, "    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
         share->ro_groups, "\n");
 }
 
 void write_share(Output& out, SHARE_INFO* share, const SYS_INFO& info, const side_lists& lists) {
+    const std::string_view name = share->name;
     write_share_header(out, share->name, lists.hidden);
     write_comment(out, *share, share->read_only);
-    put(out, "    path = /mnt/", share->volume, "/", share->name, "\n");
-    put(out,
+    put(out, "    path = /mnt/", share->volume, "/", name,
+        "\n"
         "    browsable = yes\n"
-        "    printable = no\n");
-    put(out, share->read_only ? "    writable = no\n" : "    writable = yes\n");
+        "    printable = no\n",
+        share->read_only ? "    writable = no\n" : "    writable = yes\n");
     write_access(out, share, info);
     put(out,
         "    force create mode = 666\n"
         "    force directory mode = 777\n");
-    // Kept: no line for a share that is not in the list.
+    // Kept: a share that is not in the list has no line, where one expects "disable".
     if (const OFFLINE* offline = lists.offline.find(share->name))
         put(out, "    csc policy = ", offline->enabled ? offline->policy : "disable", "\n");
     write_share_vfs(out, share->name, share->trashbox, lists.vfs);
-    put(out, "###", share->name, "###\n");
+    put(out, "###", name, "###\n");
 }
 
 }  // namespace

@@ -18,7 +18,8 @@ int make_syslog_conf() {
     load_info(&info);
     Output out(path);
     if (!out) {
-        complain("cannnot open %s\n", path);  // Kept: the spelling, and no line at success.
+        // Kept: "cannnot" is spelt so, and an open file is not announced, unlike in other writers.
+        complain("cannnot open %s\n", path);
         return -1;
     }
     put(out, local_files);

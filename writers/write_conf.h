@@ -4,8 +4,8 @@
 #include "base/messages.h"
 #include "base/output.h"
 
-// Writes the file `path` anew by write(out), announced on standard output. Returns 0; or -1 when
-// it cannot be opened, which standard error says.
+// Writes the file `path` anew by write(out). Standard output announces it, unless the trace level
+// is negative. Returns 0; or -1 when it cannot be opened, which standard error says.
 template <class Write>
 int write_conf(const char* path, Write write) {
     Output out(path);
