@@ -227,7 +227,7 @@ static string beginning(const string& text, size_t most) {
 static void fail(const string& behaviour, const string& input, const string& path,
                  const string& differences) {
     ADD_FAILURE() << behaviour << "\n"
-                  << beginning(input, 8) << path << "\n"
+                  << beginning(input, 8) << (input.ends_with('\n') ? "" : "\n") << path << "\n"
                   << beginning(differences, 24);
 }
 
