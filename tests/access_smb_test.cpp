@@ -1,23 +1,11 @@
 // smb.conf read back: hand-written files by Samba's own rules, each row as smbd was seen to serve
 // it, and what the lint says of settings that Samba misreads.
-#include "tests/appliance.h"
-
-#include <stdio.h>
+#include "tests/root.h"
 
 namespace {
 
-std::string output_of(const std::string& command) {
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string all;
-    char piece[4096];
-    while (const size_t got = fread(piece, 1, sizeof piece, pipe))
-        all.append(piece, got);
-    pclose(pipe);
-    return all;
-}
-
 // The findings about SMB alone, without the folder of their files.
-std::string smb_findings(const Appliance& appliance) {
+std::string smb_findings(const Root& appliance) {
     const std::string all = output_of(LINT " --root " + appliance.at("/").string());
     std::string found;
     for (size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
@@ -28,11 +16,13 @@ std::string smb_findings(const Appliance& appliance) {
     return found;
 }
 
-Appliance& with_people(Appliance& appliance) {
-    appliance.write("/etc/passwd", "alice:x:1001:500::/:/bin/sh\nbob:x:1002:100::/:/bin/sh\n"
-                                   "carol:x:1003:100::/:/bin/sh\n");
-    appliance.write("/etc/group", "staff:x:500:\nstudio:x:600:carol\nusers:x:100:\n"
-                                  "domain users:x:700:bob\n");
+Root& with_people(Root& appliance) {
+    appliance.write("/etc/passwd",
+                    "alice:x:1001:500::/:/bin/sh\nbob:x:1002:100::/:/bin/sh\n"
+                    "carol:x:1003:100::/:/bin/sh\n");
+    appliance.write("/etc/group",
+                    "staff:x:500:\nstudio:x:600:carol\nusers:x:100:\n"
+                    "domain users:x:700:bob\n");
     return appliance;
 }
 
@@ -69,7 +59,8 @@ TEST(SmbConf, IsReadAsSambaReadsIt) {
         {"an identifier", a + "valid users = s-1-1-0x\n", "everyone rw"},
         {"a group has no identifier", a + "valid users = @S-1-1-0\n", "nobody"},
         {"only + is no separator of domains", a + "valid users = NAS+alice\n", "nobody"},
-        {"a domain", "netbios name = NAS\nwinbind separator = +\n" + a + "valid users = nas+alice\n",
+        {"a domain",
+         "netbios name = NAS\nwinbind separator = +\n" + a + "valid users = nas+alice\n",
          "alice rw"},
         {"who may read", a + "read list = @users\n", "alice rw, bob carol r"},
         {"who may write all the same", a + "read list = @users\nwrite list = bob\n",
@@ -79,7 +70,8 @@ TEST(SmbConf, IsReadAsSambaReadsIt) {
          "without an account rw"},
         {"[global] counts for later sections", "[Glo bal]\nvalid users = bob\n" + a, "bob rw"},
         {"and not for those before", a + "[globals]\nvalid users = bob\n", "everyone rw"},
-        {"sections of one name", "[a]\npath = /x\n[A]\nread list = bob\n" + a, "alice carol rw, bob r"},
+        {"sections of one name", "[a]\npath = /x\n[A]\nread list = bob\n" + a,
+         "alice carol rw, bob r"},
         {"a section that had no path when it ended", "[a]\n" + a, none},
         {"letters beyond ASCII", "[\u01c5]\nvalid users = bob\n[\u0416]\npath = /x\n[\u0436]\n" + a,
          "everyone rw"},
@@ -98,7 +90,7 @@ TEST(SmbConf, IsReadAsSambaReadsIt) {
         {"bytes that are no letters", "[a\xff]\npath = /mnt/array1/a\n", none},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         with_people(appliance).write("shareinfo", share_of("alice", "a"));
         appliance.write("/etc/samba/smb.conf", "[global]\n" + row.text);
         const std::string report = output_of(ACCESS " --root " + appliance.at("/").string());
@@ -114,28 +106,29 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
         std::string shares, file, change;
         std::string place, who, cause;  // of the one finding
     } rows[] = {
-        {a + bob + open + Share{"c/d", "alice, bob", "staff,"}.line(), none, none, none, none, none},
+        {a + bob + open + Share{"c/d", "alice, bob", "staff,"}.line(), none, none, none, none,
+         none},
         {share_of("alice", "100%", "it's 5%, \"x\" too") + share_of("bob", "\u0421") +
              share_of("bob", "\u04c0") + share_of("bob", "\u04cf"),
          none, none, none, none, none},
         // Lists.
         {Share{"a", ""}.line(), none, none, "shareinfo:1: SMB, AppleTalk: exposes: a: SMB",
          "everyone may write", "all four lists are empty"},
-        {Share{"a", "alice,bob", "", "%U"}.line(), none, none, "shareinfo:1: SMB: ",
-         "carol may read, alice, bob may not write", "\"%U\" has a %"},
+        {Share{"a", "alice,bob", "", "%U"}.line(), none, none,
+         "shareinfo:1: SMB: ", "carol may read, alice, bob may not write", "\"%U\" has a %"},
         {Share{"a", "", "domain users"}.line(), none, none, "shareinfo:1: SMB",
          "bob may not read or write", "\"domain users\" has a blank"},
         // Names.
-        {share_of("alice", "x\\y"), none, none, "shareinfo:1: SMB, FTP: exposes: x\\y: ",
-         "SMB: alice may not read or write", "has a \\"},
-        {a + share_of("bob", "A"), none, none, "shareinfo:2: SMB: exposes: a: ",
-         "bob may write", "\"A\" and \"a\" of /etc/korvel/shareinfo:1 for one name"},
+        {share_of("alice", "x\\y"), none, none,
+         "shareinfo:1: SMB, FTP: exposes: x\\y: ", "SMB: alice may not read or write", "has a \\"},
+        {a + share_of("bob", "A"), none, none, "shareinfo:2: SMB: exposes: a: ", "bob may write",
+         "\"A\" and \"a\" of /etc/korvel/shareinfo:1 for one name"},
         {share_of("alice", "glo bal") + open_share("x") + bob, none, none,
          "shareinfo:1: SMB: ", "bob", "a meaning of its own for the name \"glo bal\""},
-        {share_of("alice", "printers"), none, none, "shareinfo:1: SMB: breaks: printers: ",
-         "alice may not", "a meaning of its own"},
-        {share_of("alice", "homes"), none, none, "shareinfo:1: SMB: looks: homes: ",
-         "everyone's own share", "a meaning of its own"},
+        {share_of("alice", "printers"), none, none,
+         "shareinfo:1: SMB: breaks: printers: ", "alice may not", "a meaning of its own"},
+        {share_of("alice", "homes"), none, none,
+         "shareinfo:1: SMB: looks: homes: ", "everyone's own share", "a meaning of its own"},
         {share_of("alice", "two  blanks"), none, none, "shareinfo:1: SMB", "two  blanks",
          "has a blank"},
         {share_of("alice", "..") + bob, none, none, "shareinfo:1: SMB", "alice gets into b", ""},
@@ -144,8 +137,8 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
         // Comments.
         {share_of("alice", "a", "a\\"), none, none, "shareinfo:1: SMB: breaks: a: ",
          "alice may not read or write", "the comment: it ends in a backslash"},
-        {share_of("alice", "a", "for %U"), none, none, "shareinfo:1: SMB: looks: a: ",
-         "clients read", "a variable of Samba's"},
+        {share_of("alice", "a", "for %U"), none, none,
+         "shareinfo:1: SMB: looks: a: ", "clients read", "a variable of Samba's"},
         {share_of("alice", "a", std::string(98, 'x') + "\u00e9"), none, none,
          "shareinfo:1: SMB: breaks: a: ", "no client can list any share", "99 bytes"},
         // All else.
@@ -164,7 +157,7 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
          "msdfs:5: SMB: breaks: ", "info: everyone may not", "ends in a backslash"},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         with_people(appliance).write("shareinfo", row.shares);
         if (row.file == "info")
             appliance.change("info", row.change);

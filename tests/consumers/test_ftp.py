@@ -15,8 +15,9 @@ import intent
 import live_ftp
 import study
 from appliance import ETC, MNT, PEOPLE, run
-from known import KNOWN
+from known import KNOWN, as_known, refusals
 
+REFUSALS = refusals("proftpd", "-v")
 CONFIGURATION = ETC / "proftpd/proftpd.conf"
 
 
@@ -28,8 +29,9 @@ def edit_refused_lines():
         assert line, done.stdout
         lines = CONFIGURATION.read_text().splitlines(True)
         at = int(line[1]) - 1
-        refused.add(lines[at].rstrip("\n"))
-        lines[at] = "</Limit>\n" if "Limit" in lines[at] else "\n"
+        line = as_known(lines[at], REFUSALS)
+        refused.add(line)
+        lines[at] = REFUSALS.get(line, [""])[0] + "\n"
         CONFIGURATION.write_text("".join(lines))
     return refused
 
@@ -126,7 +128,7 @@ class Checked(unittest.TestCase):
         for mode in ("off", "on", "ad", "server", "share"):
             appliance.write_configuration(domain=mode)
             refused |= edit_refused_lines()
-        self.assertEqual(refused, set(KNOWN["proftpd refuses"]))
+        self.assertEqual(refused, set(REFUSALS))
 
 
 PEOPLE_FILES = {
