@@ -97,7 +97,7 @@ bool is_readable(const Machine& machine) {
           "/etc/initiators.deny", rights::share_file, rights::usb_share_file, "/etc/passwd",
           "/etc/group"})
         if (!machine.file(path) && errno != ENOENT) {
-            complain(machine.place(path), strerror(errno));
+            complain(path, strerror(errno));
             return false;
         }
     return true;

@@ -244,7 +244,7 @@ class AtalkCheck {
         const auto shares = intended_shares(machine);
         for (const bool usb : {true, false})  // in the order of the file
             for (const IntendedShare& share : shares)
-                if (share.usb == usb && share.services.count(Service::atalk) > 0)
+                if (share.usb == usb && share.services.contains(Service::atalk))
                     shares_.push_back(share);
     }
 
@@ -285,11 +285,12 @@ class AtalkCheck {
                          std::to_string(twin->line),
                      "rename one of them"};
         else if (!findings_.empty()) {  // swallowed by the line before
-            findings_.back().who += "; " + finding->who;
-            findings_.back().effect = std::min(findings_.back().effect, finding->effect);
-            return;
-        } else
+            cause = {findings_.back().cause, findings_.back().cure};
+            finding->line = findings_.back().line;
+            finding->file = findings_.back().file;
+        } else {
             cause = {"the volume has the name of another one", "rename it"};
+        }
         finding->cause = cause.text;
         finding->cure = cause.cure;
         findings_.push_back(*finding);
@@ -308,7 +309,7 @@ class AtalkCheck {
                                      file,
                                      line,
                                      {Service::atalk},
-                                     grant.share + ": the volume is " + grant.folder,
+                                     "a line without a volume: the volume is " + grant.folder,
                                      "the line has no volume",
                                      "name the volume"});
                 return;

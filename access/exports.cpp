@@ -279,7 +279,7 @@ class NfsCheck {
         if (network_ && has_holes(*network_))
             network_.reset();
         for (const IntendedShare& share : intended_shares(machine))
-            if (share.services.count(Service::nfs) > 0)
+            if (share.services.contains(Service::nfs))
                 shares_.push_back(share);
     }
 
@@ -291,6 +291,8 @@ class NfsCheck {
             beginnings.push_back(share.folder + ' ');
         const std::vector<Span> spans = spans_of(text, beginnings);
         const bool sound_network = is_sound_network();
+        const Origin network = network_origin();
+        Origin odd_share;
         for (size_t number = 0; number < shares_.size(); ++number) {
             const IntendedShare& share = shares_[number];
             bool exposed = false;
@@ -298,21 +300,11 @@ class NfsCheck {
             if (who.empty())
                 continue;
             const bool sound = is_sound(share);
-            if (!sound) {
-                Cause cause = odd_name(share);
-                if (cause.text.empty())
-                    cause = {"exportfs reads \"" + share.folder + "\" otherwise", "rename it"};
-                add(exposed, share.file, share.line, share.name + ": " + who, cause);
-                culprit_ = findings_.size();
-            } else if (!sound_network) {
-                network_exposes_ = network_exposes_ || exposed;
-                network_words_ += (network_words_.empty() ? "" : "; ") + share.name + ": " + who;
-            } else if (culprit_ > 0) {
-                findings_[culprit_ - 1].who += "; " + share.name + ": " + who;
-            }
+            if (!sound || (sound_network && odd_share.file.empty()))
+                odd_share = origin_of(share);
+            // A sound share that is hit on a sound network stands in what an odd one has taken.
+            add(sound && !sound_network ? network : odd_share, exposed, share.name + ": " + who);
         }
-        if (!network_words_.empty())
-            add_network_finding();
         for (const Export& entry : table_.exports)
             if (std::none_of(spans.begin(), spans.end(),
                              [&](const Span& span) { return span.holds(entry.line); }))
@@ -325,8 +317,9 @@ class NfsCheck {
     void add_stray(const Export& entry) {
         const int line = line_without_volume(machine_, share_file);
         if (line > 0 && matches_hosts(entry.client))
-            add(true, share_file, line, clients_in_words(entry.client) + " may write " + entry.path,
-                {"the line has no volume", "name the volume"});
+            add({share_file, line, {"the line has no volume", "name the volume"}}, true,
+                "a line without a volume: " + clients_in_words(entry.client) + " may write " +
+                    entry.path);
     }
 
     bool is_meant(const Export& entry) const {
@@ -372,13 +365,13 @@ class NfsCheck {
 
     // True when the name is that of a folder of the volume.
     static bool is_proper(const IntendedShare& share) {
-        const std::string path = '/' + share.volume + '/' + share.name + '/';
+        const std::string path = '/' + share.name + '/';
         return share.name.find_first_not_of('/') != std::string::npos &&
                path.find("/./") == std::string::npos && path.find("/../") == std::string::npos;
     }
 
     // True when the share alone, exported to a sound network, is read as it is meant.
-    bool is_sound(const IntendedShare& share) const {
+    static bool is_sound(const IntendedShare& share) {
         const Table table = read_table(share.folder + ' ' + everywhere + options);
         return is_proper(share) && table.error == 0 && table.exports.size() == 1 &&
                table.exports[0].path == share.folder && table.exports[0].client == everywhere;
@@ -393,33 +386,49 @@ class NfsCheck {
         return network && lies_in(*network, *network_) && lies_in(*network_, *network);
     }
 
-    void add(bool exposes, const std::string& file, int line, const std::string& who,
-             const Cause& cause) {
-        findings_.push_back({exposes ? Effect::exposes : Effect::breaks,
-                             file,
-                             line,
-                             {Service::nfs},
-                             who,
-                             cause.text,
-                             cause.cure});
+    // Where a finding comes from.
+    struct Origin {
+        std::string file;
+        int line = 0;
+        Cause cause = {};
+    };
+
+    static Origin origin_of(const IntendedShare& share) {
+        Cause cause = odd_name(share);
+        if (cause.text.empty())
+            cause = {"exportfs reads \"" + share.folder + "\" otherwise", "rename it"};
+        return {share.file, share.line, cause};
     }
 
-    void add_network_finding() {
+    Origin network_origin() const {
         const bool sound_address = address_.value.find('/') == std::string::npos &&
                                    read_network(address_.value).has_value();
         const Setting& odd = sound_address ? mask_ : address_;
-        const std::string value = '"' + odd.value + '"';
         const std::string kind = sound_address ? "network mask" : "network address";
-        Cause cause = {value + " is no " + kind, "write one as 255.255.255.0 or 24"};
-        if (!sound_address)
-            cause.cure = "write one address, of IPv4 or IPv6";
+        const std::string value = '"' + odd.value + '"';
+        std::string text = value + " is no " + kind;
         if (odd.value.empty())
-            cause.text = "the " + kind + " is empty";
+            text = "the " + kind + " is empty";
         else if (odd.value.size() > 31)
-            cause.text = value + " is cut after 31 bytes";
+            text = value + " is cut after 31 bytes";
         else if (odd.value.find_first_of(" \t\r\v\f") != std::string::npos)
-            cause.text = "the " + kind + ' ' + value + " has a blank";
-        add(network_exposes_, nfs_file, odd.line, network_words_, cause);
+            text = "the " + kind + ' ' + value + " has a blank";
+        return {nfs_file,
+                odd.line,
+                {text, sound_address ? "write one as 255.255.255.0 or 24"
+                                     : "write one address, of IPv4 or IPv6"}};
+    }
+
+    void add(const Origin& origin, bool exposes, const std::string& who) {
+        Finding finding = {};
+        finding.effect = exposes ? Effect::exposes : Effect::breaks;
+        finding.file = origin.file;
+        finding.line = origin.line;
+        finding.services = {Service::nfs};
+        finding.who = who;
+        finding.cause = origin.cause.text;
+        finding.cure = origin.cause.cure;
+        findings_.push_back(finding);
     }
 
     const Machine& machine_;
@@ -428,9 +437,6 @@ class NfsCheck {
     std::vector<IntendedShare> shares_;
     Table table_;
     std::vector<Finding> findings_;
-    size_t culprit_ = 0;  // number of the finding of the last odd name, from 1
-    bool network_exposes_ = false;
-    std::string network_words_;
 };
 
 }  // namespace

@@ -2,7 +2,7 @@
 #include "access/ftp.h"
 
 #include <algorithm>
-#include <string.h>
+#include <strings.h>
 
 namespace rights {
 
@@ -31,6 +31,10 @@ std::string listed(const std::vector<std::string>& names) {
         words += (number > 0 ? ", " : "") + names[number];
     return names.size() > shown ? words + " and " + std::to_string(names.size() - shown) + " others"
                                 : words;
+}
+
+std::string quoted(const std::string& text) {
+    return '"' + text + '"';
 }
 
 // Finds the places of all origins in the file, in the order in which the program writes them.
@@ -90,12 +94,16 @@ class Places {
         int number = 0;
         for (const std::string& line : lines_of(list)) {
             if (++number > 2 && usb)
-                return;                            // the file has two USB disks
-            auto fields = fields_of(line + '\n');  // of a short line, a field takes the newline
+                return;  // the file has two USB disks
+            // Of a short line, a field takes the newline.
+            auto fields = fields_of(line + '\n');
             fields.resize(2);
             const std::string name = fields[0].substr(0, 59);
             const std::string folder = fields[1].substr(0, 15) + (usb ? "" : '/' + name);
-            Origin origin = {file, number, name, opening("/mnt/" + folder), nullptr};
+            std::string shown = name.substr(0, name.find('\n'));
+            if (shown.empty())
+                shown = "line " + std::to_string(number);
+            Origin origin = {file, number, shown, opening("/mnt/" + folder), nullptr};
             for (const IntendedShare& share : shares)
                 if (share.file == file && share.line == number)
                     origin.share = &share;
@@ -177,10 +185,8 @@ class Checker {
             return {"its folder is also that of " + twin->name + ", " + twin->file + ':' +
                         std::to_string(twin->line),
                     "give each a folder of its own"};
-        if (path && error.text.find("two <Directory>") != std::string::npos)
-            return {error.text, "rename it: the appliance has rules of its own for that folder"};
         if (!path && has_long_line(origin.lines[0]))
-            return {"its groups have so many members that they make a line of over 4096 bytes",
+            return {"its users and groups make a line of over 4096 bytes",
                     "let it name smaller groups"};
         Cause odd;
         if (origin.share != nullptr)
@@ -188,6 +194,9 @@ class Checker {
         const std::string refusal = std::string("the server refuses line ") +
                                     std::to_string(error.line) + " of " + conf_file + ": " +
                                     error.text;
+        if (odd.text.empty() && error.text.find("two <Directory>") != std::string::npos)
+            return {"the appliance has rules of its own for that folder, and " + refusal,
+                    "rename it"};
         if (odd.text.empty())
             return {refusal, "correct it"};
         return {odd.text + ", and " + refusal, odd.cure};
@@ -259,7 +268,10 @@ class Checker {
         if (origin == own && origin_of(decides) != nullptr)
             origin = origin_of(decides);  // one around the share's own
         Cause cause;
-        if (own == nullptr || !covers(*own, share)) {
+        // The first one is for people with accounts, the last one for all others.
+        if (own == nullptr || own->lines.empty() ||
+            !server_.covers(others.empty() ? own->lines.back() : own->lines.front(),
+                            share.folder)) {
             cause = odd_path(share);
         } else if (origin == own) {
             cause = odd_rules(share, others);
@@ -277,11 +289,6 @@ class Checker {
         finding->cure = cause.cure;
     }
 
-    bool covers(const Origin& origin, const IntendedShare& share) const {
-        return std::any_of(origin.lines.begin(), origin.lines.end(),
-                           [&](int line) { return server_.covers(line, share.folder); });
-    }
-
     // Why the server lets other people in by the share's own rules.
     Cause odd_rules(const IntendedShare& share, const std::vector<size_t>& others) const {
         const std::string domain = setting(machine_, info_file, "domain").value;
@@ -292,6 +299,11 @@ class Checker {
                     "let it name one group, or name the users"};
         if (Cause odd = odd_lists(machine_, share); !odd.text.empty())
             return odd;
+        for (const std::string& list : share.lists)
+            for (const char* word : {"regex", "and", "or"})
+                if (strcasecmp(list.substr(0, list.find(',')).c_str(), word) == 0)
+                    return {quoted(word) + " is a word of the server's own at a list's beginning",
+                            "let the list begin with another name"};
         for (const size_t person : others) {
             const Person& who = machine_.people()[person];
             if (!who.primary_group.empty())

@@ -329,7 +329,7 @@ bool Server::covers(int line, const std::string& folder) const {
     const Section* section = section_at(main_, line);
     for (size_t number = 0; section == nullptr && number < anonymous_.size(); ++number)
         section = section_at(*anonymous_[number], line);
-    return section != nullptr && ftp::covers(*section, normalized(folder) + "/file", "");
+    return section != nullptr && ftp::covers(*section, normalized(folder) + "/file", "\n");
 }
 
 static void collect_paths(const Section& section, std::vector<std::string>* paths) {

@@ -30,10 +30,9 @@ bool ends_in_backslash(const std::string& value) {
     return last != std::string::npos && value[last] == '\\';
 }
 
-// True when the folders are one, or one is inside the other.
-bool overlap(const std::string& left, const std::string& right) {
-    return (left + '/').starts_with(right + '/') || (right + '/').starts_with(left + '/') ||
-           left == "/" || right == "/";
+// True also for one and the same folder.
+bool is_inside(const std::string& folder, const std::string& other) {
+    return other == "/" || (folder + '/').starts_with(other + '/');
 }
 
 class Check {
@@ -185,6 +184,7 @@ class Check {
         const Right guest = right_by(smb::guest_account(), written.share.guest, true);
         auto finding = compare(machine_, written.share, Service::smb, given, guest);
         std::string others = others_by(server, written, elsewhere);
+        const bool exposes = !others.empty();
         if (others.empty() && leads_elsewhere(written.share))
             others = "it is the folder " + written.folder;
         if (others.empty())
@@ -194,9 +194,10 @@ class Check {
             finding->file = written.share.file;
             finding->line = written.share.line;
             finding->services = {Service::smb};
+            finding->effect = Effect::breaks;
         }
-        finding->effect =
-            machine_.is_directory(written.folder) || elsewhere ? Effect::exposes : Effect::breaks;
+        if (exposes)
+            finding->effect = Effect::exposes;
         finding->who += (finding->who.empty() ? written.share.name + ": " : ", ") + others;
         return finding;
     }
@@ -214,7 +215,8 @@ class Check {
             const auto gains = [&](const Person& person, Right meant, bool is_guest) {
                 const auto access = smb::access_by(server, written.name, person, is_guest);
                 return access.right > meant && !access.folder.empty() &&
-                       overlap(access.folder, folder);
+                       (is_inside(folder, access.folder) ||
+                        (!is_own(written) && is_inside(access.folder, folder)));
             };
             for (size_t number = 0; number < machine_.people().size(); ++number)
                 if (gains(machine_.people()[number], other.people[number], false))
@@ -234,10 +236,13 @@ class Check {
         return written.share.file != share_file && written.share.file != usb_share_file;
     }
 
-    // True when the name or the volume have "." or ".." parts: the folder is another one's.
+    // True when the name or the volume have "." or ".." parts, or name the volume itself: the folder
+    // is another one's.
     static bool leads_elsewhere(const IntendedShare& share) {
         const std::string path = share.folder + '/';
-        return path.find("/./") != std::string::npos || path.find("/../") != std::string::npos;
+        return path.find("/./") != std::string::npos || path.find("/../") != std::string::npos ||
+               (!share.usb && !share.volume.empty() &&
+                share.name.find_first_not_of('/') == std::string::npos);
     }
 
     std::ptrdiff_t index_of(const Written& written) const {
@@ -439,7 +444,7 @@ class Check {
             size_t limit;
             const char* name;
             const char* who;
-            bool has_variables;
+            bool is_text;
         } rows[] = {
             {"string", 99, "serverstring", "the server's description", true},
             {"wg", 29, "workgroup", "the workgroup", false},
@@ -451,13 +456,13 @@ class Check {
             const auto read = server_.globals.find(row.name);
             if (set.line == 0 || read == server_.globals.end())
                 continue;
-            const std::string shown = row.has_variables
-                                          ? smb::expand(server_, read->second, nobody, nullptr)
-                                          : read->second;
+            const std::string shown =
+                row.is_text ? smb::unquoted(smb::expand(server_, read->second, nobody, nullptr))
+                            : read->second;
             if (shown == meant || !smb::is_utf8(shown))
                 continue;
-            add(in_domain && !row.has_variables ? Effect::breaks : Effect::looks, info_file,
-                set.line, std::string(row.who) + ": it is " + quoted(shown), odd_text(meant));
+            add(in_domain && !row.is_text ? Effect::breaks : Effect::looks, info_file, set.line,
+                std::string(row.who) + ": it is " + quoted(shown), odd_text(meant));
         }
     }
 

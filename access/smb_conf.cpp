@@ -264,15 +264,6 @@ class Loader {
     std::optional<size_t> current_;                       // nothing: [global], or no section yet
 };
 
-// A text without the quotation marks at its ends, unless there are others within.
-std::string unquoted(const std::string& text) {
-    const size_t first = text.find_first_not_of('"');
-    if (first == std::string::npos)
-        return "";
-    const std::string bare = text.substr(first, text.find_last_not_of('"') + 1 - first);
-    return bare.find('"') == std::string::npos ? bare : text;
-}
-
 constexpr char unknown[] = "\x01";  // in place of what only the moment of the connection decides
 
 }  // namespace
@@ -287,6 +278,14 @@ Server parse(const std::string& text) {
             server.by_name[*folded] = number;
     }
     return server;
+}
+
+std::string unquoted(const std::string& text) {
+    const size_t first = text.find_first_not_of('"');
+    if (first == std::string::npos)
+        return "";
+    const std::string bare = text.substr(first, text.find_last_not_of('"') + 1 - first);
+    return bare.find('"') == std::string::npos ? bare : text;
 }
 
 // smb.conf(5), VARIABLE SUBSTITUTIONS; %$ without a parenthesis is none.

@@ -55,6 +55,10 @@ Server parse(const std::string& text);
 std::string expand(const Server& server, const std::string& text, const Person& person,
                    const Share* share);
 
+// A text without the quotation marks at its ends, unless there are others within: so Samba takes
+// all texts but names of shares, which it shows so.
+std::string unquoted(const std::string& text);
+
 // What a person sees of a share.
 std::string name_of(const Server& server, const Share& share, const Person& person);
 std::string comment_of(const Server& server, const Share& share, const Person& person);

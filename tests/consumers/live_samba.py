@@ -19,6 +19,7 @@ from appliance import ETC, MNT, run
 
 NOTHING, READ, WRITE = 0, 1, 2
 ACCOUNTS = ["admin", "guest", "alice", "bob", "carol", "dave", "erika", "alice smith"]
+PASSWD = [f"{name}:x:{number}:100::/mnt:/bin/sh\n" for number, name in enumerate(ACCOUNTS, 2001)]
 SYSTEM = {}  # the files of this machine itself, before the first appliance
 
 
@@ -27,8 +28,7 @@ def make_accounts():
     for name in ("passwd", "group"):
         SYSTEM[name] = (ETC / name).read_text().splitlines(True)
     with open(ETC / "passwd", "a") as passwd:
-        for number, name in enumerate(ACCOUNTS, 2001):
-            passwd.write(f"{name}:x:{number}:100::/mnt:/bin/sh\n")
+        passwd.writelines(PASSWD)
     (ETC / "samba/lock").mkdir(exist_ok=True)
     (ETC / "samba/smbusers").touch()
     (ETC / "samba/smb.conf").write_text("[global]\nlock directory = /etc/samba/lock\n"
@@ -40,7 +40,8 @@ def make_accounts():
 def move_in():
     """Lays the drawn appliance's accounts, folders and smb.conf over this machine's."""
     for name in ("passwd", "group"):
-        drawn = (study.ROOT / "etc" / name).read_text().splitlines(True)
+        drawn_file = study.ROOT / "etc" / name
+        drawn = drawn_file.read_text().splitlines(True) if drawn_file.exists() else PASSWD
         taken = {field for line in drawn for field in line.split(":")[0:3:2]}
         kept = [line for line in SYSTEM[name] if not taken & set(line.split(":")[0:3:2])]
         (ETC / name).write_text("".join(drawn + kept))

@@ -26,13 +26,21 @@ def as_text(raw):
     return raw.decode("utf-8", "surrogateescape")
 
 
-def write_drawn(kind, seed, *services, **options):
-    """Draws an appliance into ROOT and lets the program write there for the services."""
+def draw_root(kind, seed, **options):
     shutil.rmtree(ROOT, ignore_errors=True)
     draw.draw(kind, seed, ROOT, **options)
+
+
+def let_write(*services):
+    """Lets the program write below ROOT for the services."""
     wanted = [word for service in services for word in ("-c", service)]
     run(SOURCE / "scripts/sandbox", "--host", "morvista-nas.example.net", ROOT,
         os.environ["TAVROGEN"], *wanted, errors="replace")
+
+
+def write_drawn(kind, seed, *services, **options):
+    draw_root(kind, seed, **options)
+    let_write(*services)
 
 
 def findings(service):

@@ -14,7 +14,7 @@ ADDRESSES = ("192.0.2.50", "192.0.2.51", "127.0.0.1", "fd00::50", "::1")
 MESSAGES = {"local0": b"<134>test: to local0", "local6": b"<182>test: to local6"}
 LAST = b"<189>test: the last one"
 # Whom a value may mean, and the port.
-PLACE = re.compile(r"(\d+\.\d+\.\d+\.\d+|[0-9a-f]*::[0-9a-f]*|log[-.a-z0-9]*)\]?(?::(\d+))?", re.I)
+PLACE = re.compile(r"(\d+\.\d+\.\d+\.\d+|[0-9a-f]*::[0-9a-f]*|(?<!\w)log[-.a-z0-9]*)\]?(?::(\d+))?", re.I)
 
 
 class LogHosts:

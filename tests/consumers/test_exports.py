@@ -26,5 +26,5 @@ class Exports(unittest.TestCase):
 
     def test_the_lint_names_what_is_exported_otherwise_than_meant(self):
         tally = study_exports.measure(("plain", "plausible", "wild"), range(60))
-        self.assertGreater(tally.misread, 20)
+        self.assertGreater(tally.misread, 10)
         self.assertEqual(tally.wrong, [])

@@ -77,10 +77,13 @@ class Syslog(unittest.TestCase):
         hosts = study_syslog.LogHosts()
         self.addCleanup(hosts.close)
         tally = study.Tally()
-        info = study.ROOT / "etc/korvel/info"
-        for value in ["192.0.2.50", *draw.ODD["plausible"]["loghost"], *draw.ODD["wild"]["loghost"]]:
-            study.write_drawn("plain", 0)
-            info.write_bytes(info.read_bytes() + b"syslog_forward=on\n")
-            study_syslog.set_log_host(value)
+        values = ["192.0.2.50", *draw.ODD["plausible"]["loghost"], *draw.ODD["wild"]["loghost"]]
+        for value in values:
+            study.draw_root("plain", 0)
+            with open(study.ROOT / "etc/korvel/info", "wb") as info:
+                info.write(b"syslog_forward=on\nsyslog_forward_item=system<>file_smb\n"
+                           b"syslog_forward_target=" + draw.as_bytes(value) + b"\n")
+            study.let_write("syslog")
             tally.add(ascii(value), study_syslog.misreadings(hosts), study.findings("syslog"))
+        self.assertGreater(tally.misread, len(values) // 2)
         self.assertEqual(tally.wrong, [])
