@@ -29,7 +29,7 @@ expect 125 'a dynamic program'
 many=()
 for ((i = 0; i < 1000; ++i)); do many+=(-v); done # what it prints fills the pipe, and it waits
 for signal in HUP INT TERM; do
-    "$top/scripts/sandbox" "$root" "$program" "${many[@]}" > >(sleep 9) &
+    "$top/scripts/sandbox" "$root" "$program" "${many[@]}" > >(exec sleep 9 &>/dev/null) &
     for ((i = 0; i < 200; ++i)); do [ ! -e "$root/tavrogen" ] || break; sleep 0.05; done
     [ -e "$root/tavrogen" ] && kill -$signal $!
     status=0 && wait $! || status=$?
