@@ -99,7 +99,7 @@ class Words {
     int line_ = 1, line_before_ = 1;
 };
 
-// One folder for one specification of clients.
+// One folder for one entry of clients.
 struct Export {
     std::string path;
     std::string client;

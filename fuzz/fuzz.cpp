@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "base/heap_text.h"
 #include "conf/vantor_bin.h"
+#include "conf/volume_list.h"
 #include "include/debug.h"
 #include "util/grep_file.h"
 #include "util/mount_probe.h"
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <memory>
 #include <sched.h>
 #include <string.h>
 #include <string>
@@ -60,6 +62,16 @@ static void tokenizer(string input) {
     }
 }
 
+// The text that str_replace is to make: every match from the left, none inside a replacement.
+static string replaced(string text, const string& pattern, const string& replacement) {
+    if (pattern.starts_with('^'))
+        return replacement + text;
+    for (size_t at = 0; !pattern.empty() && (at = text.find(pattern, at)) != text.npos;
+         at += replacement.size())
+        text.replace(at, pattern.size(), replacement);
+    return text;
+}
+
 static void strings(string input) {
     const int number = to_int(take_text(&input).c_str());
     const string text = take_text(&input);
@@ -67,6 +79,7 @@ static void strings(string input) {
     const string replacement = take_text(&input);
     string area = text + string((text.size() + 1) * replacement.size(), '\0');
     str_replace(area.data(), pattern.c_str(), replacement.c_str());
+    expect(area.c_str() == replaced(text, pattern, replacement));
     area = text;
     str_cut_sjis(area.data(), number);
     const auto length = static_cast<size_t>(number);
@@ -152,6 +165,28 @@ static void nfs() {
     expect(load_nfs_info(&record) == 0);
 }
 
+// The volume list, against the plainest reading: pieces of at most 255 bytes, each in an area of
+// its own whose end is guarded.
+static void volumes(string input) {
+    static constexpr char path[] = "/dev/md1";
+    store("/tmp/pvlistconfig", input);
+    const bool listed = volume_listed(path);
+    bool expected = false;
+    for (size_t length = 0; !input.empty(); input.erase(0, length)) {
+        length = std::min({input.find('\n'), input.size() - 1, size_t{254}}) + 1;
+        const string piece = input.substr(0, length) + string(4, '\0');
+        if (strstr(piece.c_str(), path) == nullptr)
+            continue;
+        const std::unique_ptr<char[]> area(new char[piece.size()]);
+        piece.copy(area.get(), piece.size());
+        char field[256] = "";
+        get_words(get_words(area.get(), field, sizeof field), field, sizeof field);
+        expected = *field != '\0';
+        break;
+    }
+    expect(listed == expected);
+}
+
 static void mount_probe() {
     int type = 0;
     isMounted("/mnt/usbdisk1", &type);
@@ -159,7 +194,7 @@ static void mount_probe() {
 }
 
 static constexpr const char* appliance[] = {
-#include "fuzz/appliance_files.inc"
+#include "fuzz/input_files.inc"
 };
 
 static string name;  // of the target
@@ -200,6 +235,7 @@ static constexpr struct {
     {"iscsi_disks1", loader<iscsi>},
     {"nfs_info", loader<nfs>},
     {"mounts", loader<mount_probe>},
+    {"pvlistconfig", volumes},
     {"samba", writer<make_samba_conf>},
     {"proftpd", writer<make_proftpd_conf>},
     {"atalk", writer<make_atalk_conf>},

@@ -1,12 +1,12 @@
 // tavrogen-lint on what the FTP server misreads: who is hit, and the setting that is to blame.
-#include "tests/appliance.h"
+#include "tests/root.h"
 
 #include <stdio.h>
 
 namespace {
 
 // The findings about FTP, without the folder of their files.
-std::string ftp_findings(const Appliance& appliance) {
+std::string ftp_findings(const Root& appliance) {
     FILE* pipe = popen((LINT " --root " + appliance.at("/").string()).c_str(), "r");
     std::string all;
     char piece[4096];
@@ -112,7 +112,7 @@ TEST(FtpLint, NamesWhatTheServerMisreads) {
          "everyone may read, also without an account", "the folder is no share"},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         std::string crew = "crew:x:502:worker";
         for (int number = 100; number < 700; ++number)
             crew += ",worker" + std::to_string(number);

@@ -1,6 +1,6 @@
 // The readers of the services that no peer in Debian can be asked about: AppleTalk and iSCSI; and
 // what the lint says of values that it takes for odd there.
-#include "tests/appliance.h"
+#include "tests/root.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ Outcome shell(const std::string& command) {
 }
 
 // The findings that are about a service.
-std::string findings(const Appliance& appliance, const std::string& service) {
+std::string findings(const Root& appliance, const std::string& service) {
     const std::string all = shell(LINT " --root " + appliance.at("/").string()).out;
     std::string found;
     for (size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
@@ -58,7 +58,7 @@ TEST(AppleVolumes, AreReadAsTheServerReadsThem) {
         {"comments", "\n#/mnt/array1/a a", "everyone rw, without an account rw"},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         appliance.write("/etc/passwd", passwd);
         appliance.write("/etc/group", groups);
         appliance.write("shareinfo", open_share("a"));
@@ -96,7 +96,7 @@ TEST(AppleVolumes, OddSharesAreNamed) {
         {"a<><><>all<>all<>all<>all<>0<>1\n", "shareinfo:1: AppleTalk: exposes: a line without a "},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         appliance.write("/etc/passwd", passwd);
         appliance.write("/etc/group", groups);
         appliance.write("usbshareinfo", "");
@@ -140,7 +140,7 @@ TEST(IscsiTargets, OddValuesAreNamed) {
         {"iscsi_disks1", disk + "initiators.allow=all", "all may not use it: "},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         appliance.change(row.file, row.change);
         const std::string found = findings(appliance, "iSCSI");
         EXPECT_EQ(found.empty(), row.finding.empty()) << row.change << "\n" << found;

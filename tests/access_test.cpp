@@ -1,5 +1,5 @@
 // tavrogen-access and tavrogen-lint on whole appliances: what they print, and whom they know.
-#include "tests/appliance.h"
+#include "tests/root.h"
 
 #include <fstream>
 #include <sys/resource.h>
@@ -18,24 +18,24 @@ Outcome shell(const std::string& command) {
     return outcome;
 }
 
-Outcome access(const Appliance& appliance, const std::string& arguments = "") {
+Outcome access(const Root& appliance, const std::string& arguments = "") {
     return shell(ACCESS " --root " + appliance.at("/").string() + " " + arguments);
 }
 
-Outcome lint(const Appliance& appliance, const std::string& arguments = "") {
+Outcome lint(const Root& appliance, const std::string& arguments = "") {
     return shell(LINT " --root " + appliance.at("/").string() + " " + arguments);
 }
 
 // The example appliance as its last run left it.
-struct Example : Appliance {
-    Example() : Appliance({"examples/appliance", "tests/expected/example"}) {}
+struct Example : Root {
+    Example() : Root({"examples/appliance", "tests/expected/example"}) {}
 };
 
 }  // namespace
 
 TEST(Access, ShowsWhoMayDoWhat) {
     const Example example;
-    EXPECT_EQ(access(example).out, expected("example.access"));
+    expect_recorded("the report", "examples/appliance", "example.access", access(example).out);
     EXPECT_EQ(part(access(example, "bob dave").out, "archive", "not served\n"),
               "archive  /mnt/disk4/archive\n"
               "    SMB, FTP             bob dave r\n"
@@ -100,7 +100,7 @@ TEST(Access, KnowsThePeople) {
         {passwd, "ad", "NORTH+ivan: bob:staff carol:main "},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
+        Root appliance;
         appliance.write("shareinfo", lists);
         appliance.write("usbshareinfo", "");
         appliance.write("/etc/group", groups);
@@ -166,14 +166,14 @@ TEST(Access, HasAStatusForTrouble) {
 }
 
 TEST(Lint, FindsNothingInSoundSettings) {
-    EXPECT_EQ(lint(Appliance()).out, "");
+    EXPECT_EQ(lint(Root()).out, "");
     EXPECT_EQ(lint(Example()).out, "");
 }
 
 // What each service makes of odd values is tested beside its reader. Here: worst first, one
 // finding for one cause, and the choice of them.
 TEST(Lint, NamesTheWorstFirstAndEachCauseOnce) {
-    Appliance appliance;
+    Root appliance;
     appliance.change("info", "syslog_forward=on;syslog_forward_target=");
     appliance.write("shareinfo", Share{"docs", "bob"}.line() + Share{"my files", "bob"}.line());
     const Outcome all = lint(appliance);
@@ -191,7 +191,7 @@ TEST(Lint, NamesTheWorstFirstAndEachCauseOnce) {
 }
 
 TEST(Lint, HasAStatusForTrouble) {
-    Appliance appliance;
+    Root appliance;
     const struct {
         std::string arguments, says;
         int status;
@@ -232,7 +232,7 @@ TEST(Lint, WritesNothing) {
 }
 
 TEST(Access, TakesLessThanASecondForAThousandShares) {
-    Appliance appliance;
+    Root appliance;
     std::string groups, lists, passwd;
     for (int number = 0; number < 200; ++number) {
         const std::string name = "user" + std::to_string(number);

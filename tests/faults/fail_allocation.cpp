@@ -1,5 +1,6 @@
-// Lets one allocation of a run fail: the one whose number is in FAIL_ALLOCATION. It leaves the file
-// /failed behind. Linked into a build of the program with the linker's --wrap.
+// Lets one allocation fail: the one whose number is given to fail_allocation, or is in the
+// environment as FAIL_ALLOCATION; it then leaves the file /failed behind. Linked with the linker's
+// --wrap.
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -9,17 +10,25 @@
 #include <unistd.h>
 
 static int left = 0;  // up to and with the allocation that is to fail; 0: none is
+static bool noted = false;
+
+void fail_allocation(int number);
+void fail_allocation(int number) {
+    left = number;
+}
 
 // The C library's own start comes before, and cannot do without memory.
 __attribute__((constructor)) static void arm() {
     const char* number = getenv("FAIL_ALLOCATION");
-    left = number == nullptr ? 0 : atoi(number);
+    noted = number != nullptr;
+    left = noted ? atoi(number) : 0;
 }
 
 static bool fails() {
     if (left == 0 || --left != 0)
         return false;
-    close(open("/failed", O_WRONLY | O_CREAT, 0600));
+    if (noted)
+        close(open("/failed", O_WRONLY | O_CREAT, 0600));
     errno = ENOMEM;
     return true;
 }

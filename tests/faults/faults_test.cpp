@@ -1,114 +1,45 @@
-// What the program does when its surroundings fail it: no memory, no room, no permission, files
-// that are not what they should be, hostile settings, an end in the middle.
-#include "tests/appliance.h"
+// What the program does when its surroundings fail it: no room, no permission, odd files, streams
+// that nobody reads, hostile settings, another run at the same time.
+#include "tests/faults/outputs.h"
+#include "tests/root.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <linux/capability.h>
-#include <map>
+#include <fstream>
+#include <random>
 #include <regex>
 #include <sched.h>
-#include <set>
 #include <sys/mount.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using std::string;
 
-// All that the services have written.
-static std::map<string, string> outputs(const Appliance& appliance) {
-    std::map<string, string> texts;
-    for (const auto& entry : fs::recursive_directory_iterator(appliance.at("/etc"))) {
-        const string path = "/" + entry.path().lexically_relative(appliance.at("/")).string();
-        const bool is_input = std::regex_search(path, std::regex("/korvel/|/\\.|/group|/vantor"));
-        if (entry.is_regular_file() && !is_input)
-            texts[path] = appliance.read(path);
+static const string smb_conf = "/etc/samba/smb.conf";
+
+// Gives this process mounts of its own; as an ordinary user, as root of a user namespace.
+static void enter_private_mounts() {
+    const string user = std::to_string(geteuid()), group = std::to_string(getegid());
+    const bool is_root = user == "0";
+    ASSERT_EQ(unshare(is_root ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER), 0);
+    if (!is_root) {
+        std::ofstream("/proc/self/setgroups") << "deny";
+        std::ofstream("/proc/self/uid_map") << "0 " + user + " 1";
+        std::ofstream("/proc/self/gid_map") << "0 " + group + " 1";
     }
-    return texts;
+    ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
 }
 
-// Whole to its end, and without the text that printf makes of a missing one.
-static bool is_valid(const string& path, const string& text) {
-    const bool is_marked = path == "/etc/samba/smb.conf" || has(path, "AppleVolumes");
-    const bool ends_well = text.ends_with(is_marked ? "\n#####END#####\n" : "\n");
-    return text.empty() || (ends_well && !has(text, "(null)"));
-}
-
-// What may be said of a failed allocation, or of a file that for want of memory does not open.
-static const struct {
-    const char* text;
-    int status;
-} messages[] = {
-    {"", 0},  // nothing: the run does without
-    {"Can't allocate memory\n", 0},
-    {"get_words_with_allocate:memory allocate fail.", 0},
-    {"utils VntSambaFormatShaper (453)>calloc failed.\n", 0},
-    {"Can't Open : /etc/", 0},
-    {"cannot open 2nd directory: /mnt/", 0},
-    {"can't allocate memory\n", 255},
-    {"cannot open directory: /mnt\n", 255},
-    {"cannot open /etc/", 255},
-    {"cannnot open /etc/", 255},
-};
-
-TEST(Faults, EachAllocationMayFail) {
-    setenv("TAVROGEN_PROGRAM", FAILING_PROGRAM, 1);
-    Appliance appliance;
-    appliance.change("info", "domain=server");
-    for (const auto* file : {"shareinfo.vfs", "shareinfo.hidden", "offlinefile"})    // long enough
-        appliance.write(file, appliance.read(file) + "a<>on<>x<>0\nb<>on<>x<>0\n");  // for a table
-    for (const auto* folder : {"/mnt/a", "/mnt/b"})
-        fs::create_directories(appliance.at(folder));
-    const auto run_anew = [&](const string& arguments) {
-        for (const auto& output : outputs(appliance))
-            appliance.remove(output.first);
-        return appliance.run(arguments);
-    };
-
-    const struct {
-        string arguments;
-        std::set<int> said;  // of the messages
-    } rows[] = {
-        {"-c samba", {1, 2, 3}}, {"-c proftpd", {1, 2}}, {"-c atalk", {1, 2, 3}}, {"-c syslog", {}},
-        {"-c iscsi", {1}},       {"-c nfs", {1, 2}},     {"-b /mnt", {5, 6, 7}},
-    };
-    for (const auto& row : rows) {
-        // A file that is left out without a word counts as without the line that it is read for.
-        std::set<std::map<string, string>> complete;
-        for (const string gone : {"/none", "/mnt/usbdisk1", "/mnt/usbdisk2", "md1", "md2"}) {
-            const string file = gone[0] == '/' ? "/proc/mounts" : "/tmp/pvlistconfig";
-            const string text = appliance.read(file);
-            appliance.write(file, std::regex_replace(text, std::regex(gone), ""));
-            run_anew(row.arguments);
-            complete.insert(outputs(appliance));
-            appliance.write(file, text);
-        }
-        std::set<int> said;
-        for (int allocation = 1;; ++allocation) {
-            appliance.remove("/failed");
-            setenv("FAIL_ALLOCATION", std::to_string(allocation).c_str(), 1);
-            const Outcome run = run_anew(row.arguments);
-            unsetenv("FAIL_ALLOCATION");
-            if (!fs::exists(appliance.at("/failed")))
-                break;
-            int message = std::size(messages) - 1;
-            while (!has("\n" + run.err + run.out, messages[message].text))
-                --message;
-            said.insert(message);
-            SCOPED_TRACE(row.arguments + " " + std::to_string(allocation) + run.err + run.out);
-            EXPECT_EQ(run.status, row.arguments == "-c iscsi" ? 0 : messages[message].status);
-            EXPECT_TRUE(message != 0 || complete.contains(outputs(appliance)));
-            for (const auto& [path, text] : outputs(appliance))
-                EXPECT_TRUE(is_valid(path, text)) << path;
-        }
-        said.erase(0);
-        EXPECT_EQ(said, row.said) << row.arguments;
-    }
-    unsetenv("TAVROGEN_PROGRAM");
+// Shares for files of some size.
+static string many_shares(int count) {
+    string list;
+    for (int i = 0; i < count; ++i)
+        list += Share{"share" + std::to_string(i), "alice,bob", "staff"}.line();
+    return list;
 }
 
 TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
@@ -120,130 +51,253 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
         fs::remove(place);
         mkfifo(place.c_str(), 0666);
     };
-    const string exports = expected("off/etc/exports");
+    const string exports = expected("modes/off/etc/exports");
     const string no_exports = "cannot open /etc/exports\n";
     const string no_shares = "Can't Open : /etc/korvel/shareinfo\n";
     const struct {
-        string arguments;
-        void (*disturb)(Appliance&);
+        string behaviour, arguments;
+        void (*disturb)(Root&);
         int status;
         string err;
         string written = "";  // to /etc/exports, if it is opened
-        bool needs_root = false;
     } rows[] = {
-        {"-c nfs", [](auto& root) { link("new", root.at("/etc/exports")); }, 0, "", exports},
-        {"-c nfs", [](auto& root) { link("no/dir", root.at("/etc/exports")); }, 255, no_exports},
-        {"-c nfs", [](auto& root) { link("exports", root.at("/etc/exports")); }, 255, no_exports},
-        {"-c nfs", [](auto& root) { make_pipe(root.at("/etc/exports")); }, 255, no_exports},
-        {"-c samba -c nfs", [](auto& root) { fs::remove_all(root.at("/etc/samba")); }, 0,
+        {"a link to nowhere is written through", "-c nfs",
+         [](Root& root) { link("new", root.at("/etc/exports")); }, 0, "", exports},
+        {"a link into a missing folder", "-c nfs",
+         [](Root& root) { link("no/dir", root.at("/etc/exports")); }, 255, no_exports},
+        {"a link to itself", "-c nfs", [](Root& root) { link("exports", root.at("/etc/exports")); },
+         255, no_exports},
+        {"a pipe in the place of an output", "-c nfs",
+         [](Root& root) { make_pipe(root.at("/etc/exports")); }, 255, no_exports},
+        {"the folder of an output is missing", "-c samba -c nfs",
+         [](Root& root) { fs::remove_all(root.at("/etc/samba")); }, 0,
          "cannot open /etc/samba/smb.conf\n", exports},
-        {"-c nfs", [](auto& root) { make_pipe(root.at("shareinfo")); }, 0, ""},
-        {"-c nfs", [](auto& root) { make_pipe(root.at("nfs_info")); }, 0, "",
+        {"a pipe in the place of a list", "-c nfs",
+         [](Root& root) { make_pipe(root.at("shareinfo")); }, 0, ""},
+        {"a pipe in the place of a keyed file", "-c nfs",
+         [](Root& root) { make_pipe(root.at("nfs_info")); }, 0, "",
          std::regex_replace(exports, std::regex(" .*\\("), " /(")},
-        {"-c nfs", [](auto& root) { link("nothing", root.at("shareinfo")); }, 0, no_shares},
-        // An ordinary user, a read-only disk.
-        {"-c nfs", [](auto& root) { chmod(root.at("shareinfo").c_str(), 0); }, 0, no_shares, "",
-         true},
-        {"-c nfs",
-         [](auto& root) {
+        {"a list that links to nowhere", "-c nfs",
+         [](Root& root) { link("nothing", root.at("shareinfo")); }, 0, no_shares},
+        {"a list that may not be read", "-c nfs",
+         [](Root& root) { fs::permissions(root.at("shareinfo"), fs::perms::none); }, 0, no_shares},
+        {"an output that may not be written", "-c nfs",
+         [](Root& root) {
              root.write("/etc/exports", "");
-             chmod(root.at("/etc/exports").c_str(), 0444);
+             fs::permissions(root.at("/etc/exports"), fs::perms::owner_read);
          },
-         255, no_exports, "", true},
-        {"-c samba",
-         [](auto& root) {
+         255, no_exports},
+        {"a read-only disk", "-c samba",
+         [](Root& root) {
              mount("tmpfs", root.at("/etc/samba").c_str(), "tmpfs", MS_RDONLY, nullptr);
          },
-         255, "cannot open /etc/samba/smb.conf\n", "", true},
+         255, "cannot open /etc/samba/smb.conf\n"},
     };
-    if (geteuid() == 0) {
-        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-        ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-        for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH})
-            prctl(PR_CAPBSET_DROP, capability);
-    }
+    enter_private_mounts();
     for (const auto& row : rows) {
-        if (row.needs_root && geteuid() != 0)
-            continue;
-        Appliance appliance;
-        row.disturb(appliance);
-        const Outcome run = appliance.run(row.arguments);
-        SCOPED_TRACE(row.arguments + " " + row.err);
-        EXPECT_EQ(run.status, row.status);
-        EXPECT_EQ(run.err, row.err);
-        EXPECT_TRUE(run.status != 0 || appliance.read("/etc/exports") == row.written);
-        umount(appliance.at("/etc/samba").c_str());
+        Root root;
+        row.disturb(root);
+        const Outcome run = root.run(row.arguments, "rights=0");
+        EXPECT_EQ(run.status, row.status) << row.behaviour;
+        EXPECT_EQ(run.err, row.err) << row.behaviour;
+        if (run.status == 0)
+            expect_same(row.behaviour, row.arguments + "\n", "/etc/exports", row.written,
+                        root.read("/etc/exports"));
+        umount(root.at("/etc/samba").c_str());
     }
 }
 
 TEST(Faults, AFullDiskLeavesAnEmptyFile) {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "only root mounts";
-    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-    ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-    Appliance appliance;
-    const fs::path samba = appliance.at("/etc/samba");
+    enter_private_mounts();
+    Root root;
+    const fs::path samba = root.at("/etc/samba");
     ASSERT_EQ(mount("tmpfs", samba.c_str(), "tmpfs", 0, "nr_blocks=1"), 0);
-    appliance.write("/etc/samba/other", "x");
-    EXPECT_EQ(appliance.run("-c samba").status, 0);
-    EXPECT_EQ(appliance.read("/etc/samba/smb.conf"), "");
-    EXPECT_EQ(appliance.read("/etc/pam_smb.conf"), expected("off/etc/pam_smb.conf"));
+    root.write("/etc/samba/other", "x");
+    EXPECT_EQ(root.run("-c samba").status, 0);
+    EXPECT_EQ(root.read(smb_conf), "");
+    EXPECT_EQ(root.read("/etc/pam_smb.conf"), expected("modes/off/etc/pam_smb.conf"));
     umount(samba.c_str());
 }
 
-TEST(Faults, AListThatHasBeenCutGivesItsWholeLines) {
-    Appliance appliance;
-    const string whole = open_share("a") + open_share("b") + open_share("c");
-    appliance.write("shareinfo.vfs", "a<><><>1\nb<><><>1\nc<><><>1\n");
-    for (size_t size = 0; size <= whole.size(); size += 7) {
-        appliance.write("shareinfo", whole.substr(0, size));
-        EXPECT_EQ(appliance.run("-c samba -c nfs").status, 0);
-        const auto lines = static_cast<size_t>(std::count(&whole[0], &whole[size], '\n'));
-        const string exports = appliance.read("/etc/exports");
-        EXPECT_TRUE(lines == 0 || has(exports, "/mnt/array1/" + string("?abc").substr(lines, 1)));
-        for (const auto& [path, text] : outputs(appliance))
-            EXPECT_TRUE(is_valid(path, text)) << path << size;
-    }
-}
-
-TEST(Faults, ClosedAndFullStandardStreamsLoseOnlyTheirMessages) {
-    for (const string streams :
-         {"<&- >&- 2>&-", ">&- 2>&-", ">/dev/null 2>&-", ">/dev/full 2>/dev/full"}) {
-        Appliance appliance;
-        EXPECT_EQ(appliance.run("-d 11 -c samba -c iscsi -c nfs " + streams + " #").status, 0);
-        for (const string path : {"/etc/samba/smb.conf", "/etc/ietd.conf", "/etc/exports"})
-            EXPECT_EQ(appliance.read(path), expected("off" + path)) << streams;
-    }
-}
-
 // Write errors on an open file are ignored; a file is emptied first and then written in place.
-TEST(Faults, AFileIsCutWhereTheWritingEnds) {
-    const string whole = expected("off/etc/samba/smb.conf");
+TEST(Faults, AFileIsCutWhereTheWritingEndsAndTheNextRunMendsIt) {
+    const string whole = expected("modes/off/etc/samba/smb.conf");
+    Root root;
+    root.write(smb_conf, whole + whole);
+    EXPECT_EQ(root.run("-c samba", "size=1000").status, 0);
+    EXPECT_EQ(root.read(smb_conf), whole.substr(0, 1000));
+    EXPECT_EQ(root.read("/etc/pam_smb.conf"), expected("modes/off/etc/pam_smb.conf"));
+    EXPECT_EQ(root.run("-c samba").status, 0);
+    EXPECT_EQ(root.read(smb_conf), whole);
+}
+
+TEST(Faults, AListThatHasBeenCutGivesItsWholeLines) {
+    Root root;
+    const string whole = open_share("a") + open_share("b") + open_share("c");
+    root.write("shareinfo.vfs", "a<><><>1\nb<><><>1\nc<><><>1\n");
+    for (size_t size = 0; size <= whole.size(); size += 11) {
+        root.write("shareinfo", whole.substr(0, size));
+        EXPECT_EQ(root.run("-c samba -c proftpd -c atalk -c nfs").status, 0);
+        const auto lines = static_cast<size_t>(std::count(&whole[0], &whole[size], '\n'));
+        const string exports = root.read("/etc/exports");
+        EXPECT_TRUE(lines == 0 || has(exports, "/mnt/array1/" + string("?abc").substr(lines, 1)));
+        for (const auto& [path, text] : outputs(root))
+            EXPECT_EQ(fault_in(path, text), "") << path << " of a list of bytes: " << size;
+    }
+}
+
+// What the services write while their messages go elsewhere, against what they write otherwise.
+static void expect_whole_files(const string& behaviour, Root& root, const string& arguments,
+                               const string& limits, const string& output = "") {
+    const auto remove_all = [&] {
+        for (const auto& output : outputs(root))
+            root.remove(output.first);
+    };
+    remove_all();
+    ASSERT_EQ(root.run(arguments).status, 0);
+    const auto usual = outputs(root);
+    remove_all();
+    EXPECT_EQ(root.run(arguments, limits, output).status, 0) << behaviour;
+    auto seen = outputs(root);
+    for (const auto& [path, text] : usual)
+        if (!testing::Test::HasFailure())
+            expect_same(behaviour, arguments + " " + limits + output + "\n", path, text,
+                        seen[path]);
+    EXPECT_EQ(seen.size(), usual.size()) << behaviour;
+}
+
+TEST(Faults, StandardStreamsThatAreClosedOrFullLoseOnlyMessages) {
+    const string every = "-d 11 -c samba -c proftpd -c atalk -c syslog -c iscsi -c nfs -b /mnt";
     const struct {
-        const char* behaviour;
-        void (*on_limit)(int);
-        int status;
-        string pam_smb;
+        string behaviour, limits, redirections = "";
     } rows[] = {
-        {"no more room", SIG_IGN, 0, expected("off/etc/pam_smb.conf")},
-        {"a limit on file size", SIG_DFL, 0, expected("off/etc/pam_smb.conf")},
+        {"no standard stream", "close=0 close=1 close=2"},
+        {"no standard output", "close=1"},
+        {"no standard error", "close=2"},
+        {"no standard input", "close=0"},
+        {"neither output nor error", "close=1 close=2"},
+        {"neither input nor output", "close=0 close=1"},
+        {"full standard streams", "files=99", " >/dev/full 2>/dev/full"},
     };
     for (const auto& row : rows) {
-        Appliance appliance;
-        appliance.write("/etc/samba/smb.conf", whole + whole);
-        signal(SIGXFSZ, row.on_limit);
-        rlimit limit;
-        getrlimit(RLIMIT_FSIZE, &limit);
-        const rlimit little = {1000, limit.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &little);
-        const int status = appliance.run("-c samba").status;
-        setrlimit(RLIMIT_FSIZE, &limit);
-        EXPECT_EQ(status, row.status) << row.behaviour;
-        EXPECT_EQ(appliance.read("/etc/samba/smb.conf"), whole.substr(0, 1000)) << row.behaviour;
-        EXPECT_EQ(appliance.read("/etc/pam_smb.conf"), row.pam_smb) << row.behaviour;
-        appliance.run("-c samba");
-        EXPECT_EQ(appliance.read("/etc/samba/smb.conf"), whole) << "the next run mends it";
+        Root root;
+        std::filesystem::create_directories(root.at("/mnt/a"));
+        expect_whole_files(row.behaviour, root, every + row.redirections, row.limits);
     }
+}
+
+TEST(Faults, AReaderThatGoesAwayLosesOnlyMessages) {
+    Root root;
+    root.write("shareinfo", many_shares(60));
+    string disks;
+    for (int device = 0; device < 20; ++device) {
+        const string key = "iscsi_device" + std::to_string(device) + "_";
+        disks += key + "target=t\n" + key + "path_lun0=/dev/md1\n" + key + "available=on\n";
+    }
+    for (int file = 1; file <= 10; ++file)
+        root.write("iscsi_disks" + std::to_string(file), disks);
+    expect_whole_files("head reads some of many traces", root, "-d 3 -c samba", "",
+                       "| head -n 10 >/dev/null");
+    expect_whole_files("head reads one line", root, "-c iscsi", "", "| head -n 1 >/dev/null");
+    expect_whole_files("nobody reads", root, "-c iscsi -c samba", "", "| true");
+    expect_whole_files("nobody reads what is said in error", root, "-c iscsi", "files=99",
+                       "2>&1 | true");
+    expect_whole_files("the file of standard output may grow no further", root, "-d 3 -c samba",
+                       "size=30000");
+}
+
+TEST(Faults, NoDescriptorIsLeftOpen) {
+    Root root;
+    fs::create_directories(root.at("/mnt/a"));
+    root.obstruct("/etc/exports");
+    string arguments;
+    for (int i = 0; i < 30; ++i)
+        arguments +=
+            " -b /mnt -b /none -c samba -c proftpd -c atalk -c syslog -c iscsi -c nfs -i lo";
+    const Outcome usual = root.run(arguments), limited = root.run(arguments, "files=20");
+    EXPECT_EQ(limited.status, usual.status);
+    expect_same("each action closes what it has opened", "30 runs of everything\n",
+                "standard error", usual.err, limited.err);
+    EXPECT_EQ(limited.out.size(), usual.out.size());
+}
+
+// Runs a command without waiting for it.
+static pid_t start(const string& command) {
+    const pid_t child = fork();
+    if (child == 0) {
+        setpgid(0, 0);  // killed with all that it starts
+        execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
+        _exit(127);
+    }
+    return child;
+}
+
+static int wait_for(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
+}
+
+// Two roots that have one /etc: a run in each, at the same time.
+struct Pair {
+    Root first, second;
+
+    Pair() {
+        enter_private_mounts();
+        EXPECT_EQ(
+            mount(first.at("/etc").c_str(), second.at("/etc").c_str(), nullptr, MS_BIND, nullptr),
+            0);
+    }
+    ~Pair() { umount(second.at("/etc").c_str()); }
+
+    std::set<fs::path> files() const {
+        std::set<fs::path> found;
+        for (const auto& entry : fs::recursive_directory_iterator(first.at("/")))
+            found.insert(entry.path());
+        return found;
+    }
+};
+
+TEST(Runs, AtTheSameTimeLeaveTheWholeFileOfTheLaterSettings) {
+    Pair pair;
+    const string earlier = many_shares(4000), later = many_shares(3000);
+    pair.first.write("shareinfo", later);
+    pair.first.run("-c samba");
+    const string whole = pair.first.read(smb_conf);
+    std::mt19937 random(2008);
+    const auto files = pair.files();
+    for (int round = 0; round < 200; ++round) {
+        pair.first.write("shareinfo", earlier);
+        pair.first.write("next", later);
+        const pid_t first = start(pair.first.command("-c samba") + " >/dev/null");
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
+        fs::rename(pair.first.at("next"), pair.first.at("shareinfo"));
+        const pid_t second = start(pair.second.command("-c samba") + " >/dev/null");
+        const int status = wait_for(first) + wait_for(second);
+        ASSERT_EQ(status, 0);
+        const string text = pair.first.read(smb_conf);
+        ASSERT_TRUE(text == whole)
+            << "round " << round << ": " << text.size() << " bytes for " << whole.size();
+    }
+    EXPECT_EQ(pair.files(), files);
+}
+
+TEST(Runs, DoNotWaitForEverForOneThatHangs) {
+    Pair pair;
+    pair.first.write("shareinfo", many_shares(1000));
+    const string pipe = quoted(pair.first.at("/pipe"));
+    mkfifo(pair.first.at("/pipe").c_str(), 0666);
+    const pid_t hanging = start(
+        "sh -c " + quoted("exec 3<>" + pipe + "; " + pair.first.command("-d 3 -c samba") + " >&3"));
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(pair.second.run("-c syslog").status, 0);
+    const auto waited = std::chrono::steady_clock::now() - begin;
+    EXPECT_GT(waited, std::chrono::seconds(8));
+    EXPECT_LT(waited, std::chrono::seconds(20));
+    EXPECT_EQ(pair.first.read("/etc/syslog.conf"), expected("modes/off/etc/syslog.conf"));
+    kill(-hanging, SIGTERM);
+    wait_for(hanging);
 }
 
 // Settings are data.
@@ -251,19 +305,21 @@ TEST(Faults, NoValueAddsALineToAFile) {
     // Every byte that a value may hold, at first those that mean something to a service or to
     // printf, for the fields that keep few. As a number or a switch it reads as "x" does.
     string hostile = "x%s\r%n\\n\v\f;#\"[";
-    for (char byte = 1; byte != 0; ++byte)
-        hostile += string("\n<>:").find(byte) == string::npos ? string(1, byte) : "";
+    for (unsigned char byte = 255; byte != 0; --byte)
+        hostile += string("\n<>:").find(static_cast<char>(byte)) == string::npos
+                       ? string(1, static_cast<char>(byte))
+                       : "";
     const std::regex of_key("=(.*)");
     const std::regex of_list("(?:^|\n|<>|:)([^<:\n]*)");
     const std::regex decides("on|off|[01]|ad|server|duplex");
     for (const string mode : {"server", "ad"}) {
-        Appliance appliance;
-        appliance.change("info", "syslog_forward=on;domain=" + mode);
-        appliance.change("iscsi_disks1", "iscsi_device0_authtype=duplex");
+        Root root;
+        root.change("info", "syslog_forward=on;domain=" + mode);
+        root.change("iscsi_disks1", "iscsi_device0_authtype=duplex");
         for (const string file :
              {"info", "diskinfo", "msdfs", "nfs_info", "iscsi_info", "iscsi_disks1", "shareinfo",
               "usbshareinfo", "offlinefile", "shareinfo.vfs", "shareinfo.hidden", "/etc/group"}) {
-            const string text = appliance.read(file);
+            const string text = root.read(file);
             const auto count_lines = [&](const string& other, bool everywhere) {
                 string changed = text;
                 for (std::sregex_iterator
@@ -273,16 +329,16 @@ TEST(Faults, NoValueAddsALineToAFile) {
                     if (everywhere || !std::regex_match(value->str(1), decides))
                         changed.replace(value->position(1) + changed.size() - text.size(),
                                         value->length(1), other);
-                appliance.write(file, changed);
-                appliance.run("-c samba -c proftpd -c atalk -c syslog -c iscsi -c nfs");
+                root.write(file, changed);
+                root.run("-c samba -c proftpd -c atalk -c syslog -c iscsi -c nfs");
                 std::map<string, long> lines;
-                for (const auto& [path, output] : outputs(appliance))
+                for (const auto& [path, output] : outputs(root))
                     lines[path] = std::ranges::count(output, '\n');
                 return lines;
             };
             for (const bool everywhere : {false, true})
                 EXPECT_EQ(count_lines(hostile, everywhere), count_lines("x", everywhere)) << file;
-            appliance.write(file, text);
+            root.write(file, text);
         }
     }
 }
