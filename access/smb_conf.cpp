@@ -304,10 +304,8 @@ std::string expand(const Server& server, const std::string& text, const Person& 
         const char letter = text[at] == '%' && at + 1 < text.size() ? text[at + 1] : '\0';
         const size_t end = text.find(')', at);
         ++at;
-        if (letter == '\0') {
-            expanded += text[--at];
-        } else if (letter == '$' && at + 1 < text.size() && text[at + 1] == '(' &&
-                   end != std::string::npos) {
+        if (letter == '$' && at + 1 < text.size() && text[at + 1] == '(' &&
+            end != std::string::npos) {
             expanded += unknown;
             at = end;
         } else if (letter == 'U' || (letter == 'u' && share != nullptr)) {

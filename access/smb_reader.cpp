@@ -107,10 +107,11 @@ Access access_by(const Server& server, const std::string& name, const Person& pe
                  bool is_guest) {
     const Share* share = find(server, name, person);
     // Everybody's own share stands behind [homes]: a share of the person's name, or a copy.
-    if (share != nullptr && fold(share->name) == "homes")
+    const bool is_homes = share != nullptr && fold(share->name) == "homes";
+    if (is_homes)
         if (const Share* own = find(server, person.name, person); own != nullptr)
             share = own;
-    if (share == nullptr || !share->available)
+    if (share == nullptr || !share->available || (is_homes && is_guest))
         return {};
     return {share, right_of(server, *share, person, is_guest), folder_of(server, *share, person)};
 }
