@@ -34,6 +34,9 @@ for architecture in "$native" armhf armel; do
     dpkg --root="$root" --log=/dev/null --force-architecture --force-not-root \
         --force-script-chrootless --install "$scratch"/tavrogen_*_"$architecture".deb
     [ "$(dpkg --root="$root" --verify tavrogen)" = "" ] || fail "$root: damaged"
+    for companion in access lint; do
+        [ -x "$root/usr/sbin/tavrogen-$companion" ] || fail "$root: no tavrogen-$companion"
+    done
     for page in doc/*.[58]; do
         gzip -dc "$root/usr/share/man/man${page##*.}/${page#*/}.gz" | cmp - "$page"
     done

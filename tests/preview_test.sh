@@ -55,6 +55,8 @@ done <<'END'
 2|not a program: /etc/passwd||--program /etc/passwd nfs
 2|must be static||--program /bin/true nfs
 1|^+    netbios name = other||samba --host other
+1|^bob, carol, erika: accounts over SMB: nothing -> read$||--access samba
+2|tavrogen-access: .*/etc/samba/smb.conf: Is a directory|mkdir etc/samba/smb.conf|--access samba
 1|host name .* (this machine), eth0 .* (this machine)||nfs
 1|host name far (the root.s etc/hostname), eth0 02:00:5e:00:00:02 (--eth0)|echo far >etc/hostname|nfs --eth0 02:00:5e:00:00:02,192.0.2.9/24
 2|no appliance here|rm -r etc/korvel|nfs

@@ -72,6 +72,18 @@ string lines_with(const string& text, const string& word) {
     return found;
 }
 
+string part(const string& text, const string& begin, const string& end) {
+    const size_t from = text.find(begin);
+    const size_t to = from == text.npos ? from : text.find(end, from + begin.size());
+    return to == text.npos ? "" : text.substr(from, to + end.size() - from);
+}
+
+void missing(const string& program) {
+    if (getenv("CI") != nullptr)
+        FAIL() << program << " is not installed";
+    GTEST_SKIP() << program << " is not installed";
+}
+
 // The text with a number for each address: in the order in which an action names them, since what
 // it has freed comes again in the next one.
 static string numbered(const string& text) {

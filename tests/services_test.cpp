@@ -42,7 +42,7 @@ TEST(AllServices, WriteWholeFilesFromRichSettings) {
     };
     for (const auto& row : rows) {
         Root root(row.models);
-        root.host = host;
+        root.host = row.name == "example" ? "morvista-nas.example.net" : host;
         root.eth0 = eth0;
         root.change("info", row.settings);
         root.expect_outcome(row.behaviour, "-d " + row.level + " " + every, row.name);

@@ -1,25 +1,36 @@
-"""All that the services of Debian 12 refuse, ignore or grant otherwise than the settings mean.
+"""All that the services of Debian 12 and 13 refuse, ignore or grant otherwise than the settings mean.
 
 The program writes these lines and rights on purpose: the appliance's own, older services read
-them. A test that finds more than its entry here, or less, fails.
+them. A test that finds more than its entry here, or less, fails. Which lines a version refuses is
+data that scripts/preview reads, too.
 """
+import pathlib
+import re
+import subprocess
+
+LINES = pathlib.Path(__file__).resolve().parents[2] / "scripts/known-refusals"
+
+
+def parts(version):
+    return [(int(digits or 0), letter) for digits, letter in re.findall("([0-9]*)([a-z]?)", version)]
+
+
+def refusals(checker, option):
+    """What the lines begin with that the installed version refuses: what takes their place, why."""
+    said = subprocess.run([checker, option], capture_output=True, text=True, check=True)
+    version = re.search("[0-9][0-9.]*[a-z]?", said.stdout + said.stderr)[0]
+    rows = [line.split("\t") for line in LINES.read_text().splitlines() if line[0] != "#"]
+    return {text: (instead, why) for name, since, text, instead, why in rows
+            if name == checker and parts(since) <= parts(version)}
+
+
+def as_known(line, refused):
+    """How the entry for a line begins; a line without one stands for itself."""
+    return next((text for text in refused if line.lstrip().startswith(text)), line)
+
+
 KNOWN = {
-    "testparm ignores": {
-        "display charset": "gone since Samba 4.0",
-        "auth methods": "gone since Samba 4.9",
-        "password level": "gone since Samba 4.0: only plain text passwords ever needed it",
-    },
-    "testparm refuses": {
-        "security = server": "gone since Samba 4.0",
-        "security = share": "gone since Samba 4.0",
-    },
-    "proftpd refuses": {
-        "CharsetLocal            UTF-8": "a directive of the appliance's own FTP server",
-        "CharsetRemote           CP932": "a directive of the appliance's own FTP server",
-        "  </Limit READ>": "the closing tag carries the word READ",
-    },
     "rsyslogd refuses or warns about": {
-        "*.emerg\t*": "deprecated for :omusrmsg:*, still understood",
         "local0.*\t@": "forwarding switched on without a target",
         "local6.=info\t@": "forwarding switched on without a target",
     },

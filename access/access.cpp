@@ -1,0 +1,148 @@
+// tavrogen-access: shows who may do what by which service, read back from the services' files.
+#include "access/report.h"
+
+#include <algorithm>
+#include <errno.h>
+#include <getopt.h>
+#include <string.h>
+
+using rights::Machine;
+using rights::Report;
+
+namespace {
+
+enum { same, differs, trouble };  // exit statuses
+
+constexpr char help[] =
+    "usage: tavrogen-access [OPTION...] [USER...]\n"
+    "Shows who may read and write what by which service, of everybody or of some users.\n"
+    "  --root DIR    an appliance root (default: this machine's own)\n"
+    "  --before DIR  show only who has gained and who has lost what since the root was as DIR\n"
+    "  --html FILE   write the report as one HTML page\n"
+    "  --json        write it as JSON\n"
+    "  --help, --version\n"
+    "Exit status: 0 done, 1 with --before: somebody has gained or lost something, 2 trouble.\n";
+
+struct Options {
+    std::string root = "/";
+    std::string before;
+    std::string html;
+    bool json = false;
+    std::vector<std::string> users;
+};
+
+// Returns the status to end with, or -1 to go on.
+int parse(int count, char** words, Options* options) {
+    static constexpr option known[] = {
+        {"root", required_argument, nullptr, 'r'},
+        {"before", required_argument, nullptr, 'b'},
+        {"html", required_argument, nullptr, 'w'},
+        {"json", no_argument, nullptr, 'j'},
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},
+        {},
+    };
+    for (int letter = 0; (letter = getopt_long(count, words, "", known, nullptr)) != -1;)
+        switch (letter) {
+            case 'r':
+                options->root = optarg;
+                break;
+            case 'b':
+                options->before = optarg;
+                break;
+            case 'w':
+                options->html = optarg;
+                break;
+            case 'j':
+                options->json = true;
+                break;
+            case 'h':
+                fputs(help, stdout);
+                return same;
+            case 'v':
+                puts("tavrogen-access " TAVROGEN_VERSION);
+                return same;
+            default:
+                fputs(help, stderr);
+                return trouble;
+        }
+    options->users.assign(words + optind, words + count);
+    return -1;
+}
+
+int complain(const std::string& what, const char* why) {
+    fprintf(stderr, "tavrogen-access: %s: %s\n", what.c_str(), why);
+    return trouble;
+}
+
+std::string title_of(const Machine& machine) {
+    const auto host = rights::lines_of(machine.file("/etc/hostname").value_or(""));
+    return "Who may do what" + (host.empty() ? "" : " on " + host.front());
+}
+
+int write_html(const Report& report, const std::string& title, const std::string& path) {
+    FILE* out = fopen(path.c_str(), "we");
+    if (out == nullptr)
+        return complain(path, strerror(errno));
+    print_html(report, title, out);
+    const bool failed = ferror(out) != 0;
+    return fclose(out) != 0 || failed ? complain(path, strerror(errno)) : same;
+}
+
+// A file that cannot be read would count as missing, and the report would be wrong.
+bool is_readable(const Machine& machine) {
+    for (const char* path :
+         {"/etc/samba/smb.conf", "/etc/proftpd/proftpd.conf", "/etc/atalk/AppleVolumes.default",
+          "/etc/atalk/afpd.conf", "/etc/exports", "/etc/ietd.conf", "/etc/initiators.allow",
+          "/etc/initiators.deny", rights::share_file, rights::usb_share_file, "/etc/passwd",
+          "/etc/group"})
+        if (!machine.file(path) && errno != ENOENT) {
+            complain(path, strerror(errno));
+            return false;
+        }
+    return true;
+}
+
+bool is_appliance(const Machine& machine) {
+    if (machine.is_directory("/etc"))
+        return is_readable(machine);
+    complain(machine.place("/"), "no appliance: it has no folder etc");
+    return false;
+}
+
+int show(const Options& options) {
+    const Machine machine(options.root);
+    if (!is_appliance(machine))
+        return trouble;
+    for (const std::string& user : options.users)
+        if (std::none_of(machine.people().begin(), machine.people().end(),
+                         [&](const rights::Person& person) { return person.name == user; }))
+            return complain(user, "no such account");
+    const Report report = make_report(machine, options.users);
+    if (!options.before.empty()) {
+        const Machine before(options.before);
+        if (!is_appliance(before))
+            return trouble;
+        const Report old = make_report(before, options.users);
+        return print_difference(old, report, stdout) > 0 ? differs : same;
+    }
+    if (!options.html.empty())
+        return write_html(report, title_of(machine), options.html);
+    if (options.json)
+        print_json(report, stdout);
+    else
+        print_text(report, stdout);
+    return same;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    Options options;
+    int status = parse(count, words, &options);
+    if (status == -1)
+        status = show(options);
+    if (fflush(stdout) != 0 || ferror(stdout) != 0)
+        return complain("standard output", strerror(errno));
+    return status;
+}

@@ -1,0 +1,418 @@
+// Reads /etc/atalk/AppleVolumes.default back as afpd of Netatalk 2.0 does: AppleVolumes.default(5),
+// and afpd.conf(5) for guests.
+#include "access/model.h"
+
+#include <algorithm>
+#include <limits.h>
+#include <strings.h>
+
+namespace rights {
+
+namespace {
+
+constexpr char volume_file[] = "/etc/atalk/AppleVolumes.default";
+constexpr size_t longest_line = 8191, longest_word = PATH_MAX, longest_name = 27;
+
+struct Line {
+    std::string text;
+    int number;  // of the first of the lines that it is joined from
+};
+
+// A return ends a line, too; a backslash at the end takes the next line with it.
+std::vector<Line> config_lines(const std::string& text) {
+    std::vector<Line> lines;
+    int number = 1;
+    bool begins = true;
+    for (const char byte : text) {
+        if (begins)
+            lines.push_back({"", number});
+        std::string& line = lines.back().text;
+        number += byte == '\n';
+        const bool ends = byte == '\n' || byte == '\r';
+        const bool joins = ends && line.ends_with('\\');
+        if (joins)
+            line.pop_back();
+        else if (!ends)
+            line += byte;
+        begins = (ends && !joins) || line.size() == longest_line;
+    }
+    return lines;
+}
+
+// The words of a line, at blanks and tabs outside double quotes. A word that is too long, or whose
+// quote is not closed, ends the reading of the line.
+std::vector<std::string> words_of(const std::string& line) {
+    std::vector<std::string> words;
+    std::string word;
+    bool begun = false, quoted = false;
+    for (const char byte : line + '\n') {
+        if (byte == '"') {
+            quoted = !quoted;
+            begun = true;
+        } else if (quoted || (byte != ' ' && byte != '\t' && byte != '\n')) {
+            word += byte;
+            begun = true;
+            if (word.size() > longest_word)
+                return words;
+        } else if (begun) {
+            words.push_back(word);
+            word.clear();
+            begun = false;
+        }
+    }
+    return words;
+}
+
+// One volume, as its line gives it.
+struct Volume {
+    std::string path;
+    std::string name;
+    std::string allow, deny, rwlist, rolist;
+    bool read_only = false;
+    int line = 0;
+};
+
+// A word with a colon is an option, known or not; any other one is the name. An option without a
+// value counts for nothing.
+void read_word(const std::string& word, Volume* volume) {
+    const size_t colon = word.find(':');
+    if (colon == std::string::npos) {
+        volume->name = word;
+        return;
+    }
+    const std::string value = word.substr(colon + 1);
+    const std::string option = word.substr(0, colon);
+    const struct {
+        const char* name;
+        std::string* list;
+    } rows[] = {{"allow", &volume->allow},
+                {"deny", &volume->deny},
+                {"rwlist", &volume->rwlist},
+                {"rolist", &volume->rolist}};
+    for (const auto& row : rows)
+        if (strcasecmp(option.c_str(), row.name) == 0 && !value.empty())
+            *row.list = value;
+    if (strcasecmp(option.c_str(), "options") == 0)
+        for (const std::string& flag : names_in(value))
+            volume->read_only = volume->read_only || strcasecmp(flag.c_str(), "ro") == 0;
+}
+
+// Puts in what stands for the variables ("Variable Substitution"). What depends on the session is
+// shown as a word in brackets.
+std::string substitute(const std::string& text, const std::string& path) {
+    std::string result;
+    for (size_t at = 0; at < text.size(); ++at) {
+        const char letter = text[at] == '$' ? text[at + 1] : '\0';
+        if (letter == '$') {
+            result += '$';
+        } else if (letter == 'b' || letter == 'd') {
+            result += letter == 'd' ? path : path.substr(path.rfind('/') + 1);
+        } else if (letter != '\0' && std::string("cfghisuvz").find(letter) != std::string::npos) {
+            result += "(varies)";
+        } else {
+            result += text[at];
+            continue;
+        }
+        ++at;
+    }
+    return result;
+}
+
+std::vector<Volume> read_volumes(const std::string& text) {
+    std::vector<Volume> volumes;
+    Volume defaults;
+    for (const Line& line : config_lines(text)) {
+        std::vector<std::string> words = words_of(line.text);
+        if (words.empty() || (!words[0].starts_with('/') && words[0] != ":DEFAULT:"))
+            continue;
+        Volume volume = defaults;
+        volume.line = line.number;
+        for (size_t word = 1; word < words.size(); ++word)
+            read_word(words[word], &volume);
+        if (!words[0].starts_with('/')) {
+            volume.name.clear();
+            defaults = volume;
+            continue;
+        }
+        volume.path = substitute(words[0], "");
+        if (volume.name.empty())
+            volume.name = volume.path.substr(volume.path.rfind('/') + 1);
+        volume.name = substitute(volume.name, volume.path);
+        if (!volume.name.empty())
+            volumes.push_back(volume);
+    }
+    return volumes;
+}
+
+// A list without any name holds everybody: "allow".
+bool names_nobody(const std::string& list) {
+    return list.find_first_not_of(',') == std::string::npos;
+}
+
+// One who logs in; the groups of a guest are none.
+struct Login {
+    std::string name;
+    std::vector<std::string> groups;
+};
+
+bool is_listed(const Login& login, const std::string& list) {
+    for (size_t at = 0; at < list.size();) {
+        const size_t comma = std::min(list.find(',', at), list.size());
+        const std::string name = list.substr(at, comma - at);
+        at = comma + 1;
+        if (name.starts_with('@')
+                ? std::count(login.groups.begin(), login.groups.end(), name.substr(1)) > 0
+                : !name.empty() && name == login.name)
+            return true;
+    }
+    return false;
+}
+
+Right right_on(const Volume& volume, const Login& login) {
+    if ((!names_nobody(volume.allow) && !is_listed(login, volume.allow)) ||
+        is_listed(login, volume.deny))
+        return Right::none;
+    const bool read_only = volume.read_only || is_listed(login, volume.rolist) ||
+                           (!names_nobody(volume.rwlist) && !is_listed(login, volume.rwlist));
+    return read_only ? Right::read : Right::write;
+}
+
+// The domain of the appliance, with its separator; empty outside a domain.
+std::string domain_prefix(const Machine& machine) {
+    const std::string domain = setting(machine, "/etc/korvel/info", "domain").value;
+    const bool member = domain == "on" || domain == "ad";
+    return member ? setting(machine, "/etc/korvel/info", "wg").value.substr(0, 29) + '+' : "";
+}
+
+// Accounts of the domain log in without its name.
+Login login_of(const Person& person, const std::string& prefix) {
+    const bool of_domain = !prefix.empty() && person.name.starts_with(prefix);
+    return {of_domain ? person.name.substr(prefix.size()) : person.name, person.groups};
+}
+
+// The name as clients see it.
+std::string shown_name(const Volume& volume) {
+    return volume.name.substr(0, longest_name);
+}
+
+// Takes the right on a volume whose name an earlier volume of the same user has.
+Right without_twins(Right right, const Volume& volume, std::set<std::string>* taken) {
+    std::string folded = volume.name;
+    std::transform(folded.begin(), folded.end(), folded.begin(), [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    });
+    return right != Right::none && !taken->insert(folded).second ? Right::none : right;
+}
+
+std::vector<Grant> read_grants(const Machine& machine, const std::vector<Volume>& volumes) {
+    const std::string prefix = domain_prefix(machine);
+    const bool guests = machine.file("/etc/atalk/afpd.conf").value_or("").find("uams_guest.so") !=
+                        std::string::npos;
+    std::vector<std::set<std::string>> taken(machine.people().size() + 1);
+    std::vector<Grant> grants;
+    for (const Volume& volume : volumes) {
+        Grant grant = {};
+        grant.service = Service::atalk;
+        grant.share = shown_name(volume);
+        grant.folder = volume.path;
+        grant.line = volume.line;
+        const bool listed = as_utf8(volume.name) == volume.name;
+        for (size_t number = 0; number <= machine.people().size(); ++number) {
+            const bool guest = number == machine.people().size();
+            const Login login =
+                guest ? Login{"nobody", {}} : login_of(machine.people()[number], prefix);
+            Right right = listed && (!guest || guests) ? right_on(volume, login) : Right::none;
+            right = without_twins(right, volume, &taken[number]);
+            if (guest)
+                grant.guest = right;
+            else
+                grant.people.push_back(right);
+        }
+        grants.push_back(grant);
+    }
+    return grants;
+}
+
+// --- The check.
+
+class AtalkCheck {
+  public:
+    explicit AtalkCheck(const Machine& machine)
+        : machine_(machine), prefix_(domain_prefix(machine)),
+          text_(machine.file(volume_file).value_or("")), lines_(lines_of(text_)),
+          grants_(read_grants(machine, read_volumes(text_))) {
+        const auto shares = intended_shares(machine);
+        for (const bool usb : {true, false})  // in the order of the file
+            for (const IntendedShare& share : shares)
+                if (share.usb == usb && share.services.contains(Service::atalk))
+                    shares_.push_back(share);
+    }
+
+    std::vector<Finding> run() {
+        std::vector<std::string> beginnings;
+        for (const IntendedShare& share : shares_)
+            beginnings.push_back(share.folder + " \"");
+        const std::vector<Span> spans = spans_of(text_, beginnings);
+        for (size_t number = 0; number < shares_.size(); ++number)
+            check(shares_[number], spans[number]);
+        for (const Grant& grant : grants_)
+            if (std::none_of(spans.begin(), spans.end(),
+                             [&](const Span& span) { return span.holds(grant.line); }))
+                check_stray(grant);
+        return findings_;
+    }
+
+  private:
+    void check(const IntendedShare& share, const Span& span) {
+        std::optional<Finding> finding = judge(share, grants_, span);
+        if (!finding)
+            return;
+        std::string lines;  // the share's own, and another volume's after it
+        for (int line = span.begin; line < span.end; ++line)
+            lines += lines_[static_cast<size_t>(line) - 1] + '\n';
+        lines += "/mnt \"another\"\n";
+        const Span own = {1, 1 + span.end - span.begin};
+        const std::string plain = share.folder + " \"" + share.name + "\"\n";
+        const auto named = read_volumes(plain);
+        Cause cause;
+        if (named.size() != 1 || named[0].path != share.folder ||
+            shown_name(named[0]) != share.name || as_utf8(share.name) != share.name)
+            cause = name_cause(share, named.size() == 1 && named[0].path == share.folder);
+        else if (judge(share, read_grants(machine_, read_volumes(lines)), own))
+            cause = list_cause(share);
+        else if (const IntendedShare* twin = twin_of(share))
+            cause = {"the name \"" + share.name + "\" is also that of " + twin->file + ':' +
+                         std::to_string(twin->line),
+                     "rename one of them"};
+        else if (!findings_.empty()) {  // swallowed by the line before
+            cause = {findings_.back().cause, findings_.back().cure};
+            finding->line = findings_.back().line;
+            finding->file = findings_.back().file;
+        } else {
+            cause = {"the volume has the name of another one", "rename it"};
+        }
+        finding->cause = cause.text;
+        finding->cure = cause.cure;
+        findings_.push_back(*finding);
+    }
+
+    // A volume that is no share's, such as that of a line without a volume.
+    void check_stray(const Grant& grant) {
+        const bool is_info = grant.folder == "/mnt/info" && grant.share == "info";
+        const auto given = [](Right right) { return right != Right::none; };
+        if (is_info ||
+            (!given(grant.guest) && std::none_of(grant.people.begin(), grant.people.end(), given)))
+            return;
+        for (const char* file : {usb_share_file, share_file})
+            if (const int line = line_without_volume(machine_, file); line > 0) {
+                findings_.push_back({Effect::exposes,
+                                     file,
+                                     line,
+                                     {Service::atalk},
+                                     "a line without a volume: the volume is " + grant.folder,
+                                     "the line has no volume",
+                                     "name the volume"});
+                return;
+            }
+    }
+
+    // What the server gives from these lines of its file, set against what is meant.
+    std::optional<Finding> judge(const IntendedShare& share, const std::vector<Grant>& grants,
+                                 const Span& span) const {
+        std::vector<Right> people(machine_.people().size(), Right::none);
+        Right guest = Right::none;
+        std::string elsewhere, name = share.name;
+        bool exposes = false;
+        for (const Grant& grant : grants) {
+            if (!span.holds(grant.line))
+                continue;
+            name = grant.share;
+            if (grant.folder == share.folder) {
+                people = with_domain(share, grant.people);
+                guest = grant.guest;
+            } else {
+                elsewhere = grant.folder;
+                exposes = machine_.is_directory(grant.folder);
+            }
+        }
+        std::optional<Finding> finding = compare(machine_, share, Service::atalk, people, guest);
+        if (!finding && name != share.name)
+            finding = Finding{Effect::looks,
+                              share.file,
+                              share.line,
+                              {Service::atalk},
+                              share.name + ": its name is shown as \"" + name + '"',
+                              "",
+                              ""};
+        if (finding && !elsewhere.empty())
+            finding->who += ", the volume is " + elsewhere;
+        if (finding && exposes)
+            finding->effect = Effect::exposes;
+        return finding;
+    }
+
+    // A local account of the name of a listed domain account is not told from it, and in a domain
+    // does not log in.
+    std::vector<Right> with_domain(const IntendedShare& share, std::vector<Right> people) const {
+        for (size_t number = 0; number < people.size() && !prefix_.empty(); ++number)
+            for (const size_t list : {rw_users, ro_users})
+                for (const std::string& name : names_in(share.lists[list]))
+                    if (name == prefix_ + machine_.people()[number].name)
+                        people[number] = share.people[number];
+        return people;
+    }
+
+    static Cause name_cause(IntendedShare share, bool folder_is_sound) {
+        share.usb = share.usb && !folder_is_sound;  // its name is at fault, not its folder
+        if (share.name.size() > longest_name &&
+            share.name.find_first_of(" \"$\t\r") == std::string::npos)
+            return {"the name \"" + share.name + "\" has more than 27 bytes", "take a shorter one"};
+        const Cause cause = odd_name(share);
+        return cause.text.empty()
+                   ? Cause{"the server reads the name \"" + share.name + "\" otherwise",
+                           "rename it"}
+                   : cause;
+    }
+
+    Cause list_cause(const IntendedShare& share) const {
+        const Cause cause = odd_lists(machine_, share);
+        return cause.text.empty() ? Cause{"the server reads the lists otherwise",
+                                          "list only plain names with commas between them"}
+                                  : cause;
+    }
+
+    // The share before this one that has its name but for the case.
+    const IntendedShare* twin_of(const IntendedShare& share) const {
+        for (const IntendedShare& other : shares_) {
+            if (other.file == share.file && other.line == share.line)
+                return nullptr;
+            if (strcasecmp(other.name.c_str(), share.name.c_str()) == 0)
+                return &other;
+        }
+        return nullptr;
+    }
+
+    const Machine& machine_;
+    const std::string prefix_;
+    const std::string text_;
+    const std::vector<std::string> lines_;
+    const std::vector<Grant> grants_;
+    std::vector<IntendedShare> shares_;
+    std::vector<Finding> findings_;
+};
+
+}  // namespace
+
+Reading read_apple_volumes(const Machine& machine) {
+    Reading reading;
+    const auto text = machine.file(volume_file);
+    reading.present = text.has_value();
+    reading.grants = read_grants(machine, read_volumes(text.value_or("")));
+    return reading;
+}
+
+std::vector<Finding> check_atalk(const Machine& settings) {
+    return AtalkCheck(settings).run();
+}
+
+}  // namespace rights

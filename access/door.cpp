@@ -1,0 +1,85 @@
+// The program's door to the system, as the companions have it: what its loaders read comes from an
+// appliance's root, what its writers write stays in memory, and what it says is not shown.
+#include "access/door.h"
+
+#include "base/messages.h"
+#include "base/os.h"
+#include "writers/writers.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/mman.h>
+
+int debug = -1;
+
+void say(const char*, ...) {}
+void complain(const char*, ...) {}
+void trace(int, const char*, ...) {}
+
+namespace {
+
+const rights::Machine* machine;      // that the writers run for
+std::map<std::string, int> outputs;  // by their paths: files in memory
+
+}  // namespace
+
+int open_input(const char* path) {
+    return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+int open_settings(const char* path) {
+    return open_input(path);
+}
+
+int open_output(const char* path, mode_t) {
+    const int file = memfd_create("output", MFD_CLOEXEC);
+    if (file == -1)
+        return -1;
+    const int writers_own = dup(file);
+    if (const auto [at, is_new] = outputs.insert({path, file}); !is_new) {
+        close(at->second);
+        at->second = file;
+    }
+    return writers_own;
+}
+
+bool is_there(const char* path) {
+    return machine->is_there(path);
+}
+
+void get_host_name(char* name, size_t size) {
+    const std::string host = machine->file("/etc/hostname").value_or("appliance");
+    const size_t length = std::min(host.find('\n'), host.size());
+    name[host.copy(name, std::min(length, size - 1))] = '\0';
+}
+
+int lock_folder(const char*, int) {
+    return -1;  // nothing is stored here
+}
+
+namespace rights {
+
+std::map<std::string, std::string> run_writers(const Machine& on) {
+    machine = &on;
+    make_samba_conf();
+    make_proftpd_conf();
+    make_atalk_conf();
+    make_syslog_conf();
+    make_iscsi_conf();
+    make_nfs_exports();
+
+    std::map<std::string, std::string> written;
+    for (const auto& [path, file] : outputs) {
+        std::string& bytes = written[path];
+        const off_t size = lseek(file, 0, SEEK_END);
+        bytes.resize(size > 0 ? static_cast<size_t>(size) : 0);
+        const ssize_t got = pread(file, bytes.data(), bytes.size(), 0);
+        bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
+        close(file);
+    }
+    outputs.clear();
+    return written;
+}
+
+}  // namespace rights

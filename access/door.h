@@ -1,0 +1,12 @@
+// Runs the program's own writers in memory.
+#pragma once
+
+#include "access/model.h"
+
+namespace rights {
+
+// What a run of all writers on a machine would write: paths and bytes. Files that could not be
+// opened there are written, too. Not for two threads at once.
+std::map<std::string, std::string> run_writers(const Machine& machine);
+
+}  // namespace rights

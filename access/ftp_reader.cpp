@@ -1,0 +1,41 @@
+// Reads /etc/proftpd/proftpd.conf back as the FTP server does.
+#include "access/ftp.h"
+
+#include <algorithm>
+
+namespace rights {
+
+static Right right_of(const ftp::Given& given) {
+    return given.write ? Right::write : given.read ? Right::read : Right::none;
+}
+
+Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>& folders) {
+    Reading reading;
+    const auto text = machine.file("/etc/proftpd/proftpd.conf");
+    if (!text)
+        return reading;
+    const ftp::Server server(*text);
+    reading.present = true;
+    reading.remarks = server.errors();
+    reading.starts = server.errors().empty();
+    if (!reading.starts)
+        return reading;
+    std::set<std::string> asked(folders.begin(), folders.end());
+    for (const std::string& path : server.paths())
+        if (path.find_first_of("*?[\\%") == std::string::npos && machine.is_directory(path))
+            asked.insert(path);
+    for (const std::string& folder : asked) {
+        Grant grant;
+        grant.service = Service::ftp;
+        grant.folder = folder;
+        for (const ftp::Given& given : server.give(machine, folder))
+            grant.people.push_back(right_of(given));
+        grant.guest = right_of(server.give_without_account(machine, folder));
+        const auto gives = [](Right right) { return right != Right::none; };
+        if (gives(grant.guest) || std::any_of(grant.people.begin(), grant.people.end(), gives))
+            reading.grants.push_back(grant);
+    }
+    return reading;
+}
+
+}  // namespace rights

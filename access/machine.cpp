@@ -1,0 +1,321 @@
+// An appliance's files, found inside its root, and the people that they name.
+#include "access/door.h"
+#include "access/model.h"
+
+#include <algorithm>
+#include <dirent.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace rights {
+
+const char* name_of(Service service) {
+    static constexpr const char* names[] = {"SMB", "FTP", "AppleTalk", "NFS", "iSCSI", "syslog"};
+    return names[static_cast<int>(service)];
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return lines;
+}
+
+std::vector<Span> spans_of(const std::string& file, const std::vector<std::string>& texts) {
+    const std::vector<std::string> lines = lines_of(file);
+    std::vector<Span> spans;
+    size_t next = 0;
+    for (const std::string& text : texts) {
+        size_t at = next;
+        while (at < lines.size() && !lines[at].starts_with(text))
+            ++at;
+        if (at == lines.size()) {
+            spans.push_back({});
+            continue;
+        }
+        next = at + 1;
+        while (next < lines.size() && !lines[next].starts_with("/mnt/"))
+            ++next;
+        spans.push_back({static_cast<int>(at) + 1, static_cast<int>(next) + 1});
+    }
+    return spans;
+}
+
+std::vector<std::string> fields_of(const std::string& line) {
+    constexpr std::string_view ends("<>\0", 3);
+    std::vector<std::string> fields;
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = std::min(line.find_first_of(ends, at), line.size());
+        fields.push_back(line.substr(at, end - at));
+        at = end + 2;
+    }
+    return fields;
+}
+
+int line_without_volume(const Machine& machine, const std::string& path) {
+    int number = 0;
+    for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
+        ++number;
+        const auto fields = fields_of(line);
+        if (!fields.empty() && (fields.size() < 2 || fields[1].empty()))
+            return number;
+    }
+    return 0;
+}
+
+std::vector<std::string> names_in(const std::string& list) {
+    std::vector<std::string> names;
+    for (size_t at = 0; at < list.size();) {
+        const size_t comma = std::min(list.find(',', at), list.size());
+        const size_t first = std::min(list.find_first_not_of(" \t", at), comma);
+        const size_t last = list.find_last_not_of(" \t", comma - (comma > first));
+        if (first < comma)
+            names.push_back(list.substr(first, last + 1 - first));
+        at = comma + 1;
+    }
+    return names;
+}
+
+// Cut where a C text ends.
+static std::string as_text(const std::string& bytes) {
+    return bytes.substr(0, bytes.find('\0'));
+}
+
+Setting setting(const Machine& machine, const std::string& path, const std::string& key) {
+    int number = 0;
+    for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
+        ++number;
+        if (line.starts_with(key) && line[key.size()] == '=')
+            return {as_text(line.substr(key.size() + 1)), number};
+    }
+    return {};
+}
+
+namespace {
+
+// The parts of a line between its colons (passwd(5), group(5)).
+std::vector<std::string> parts_of(const std::string& line) {
+    std::vector<std::string> parts(1);
+    for (const char byte : line)
+        if (byte == ':')
+            parts.emplace_back();
+        else
+            parts.back() += byte;
+    return parts;
+}
+
+struct Group {
+    std::string name;
+    std::string number;
+    std::vector<std::string> members;
+};
+
+std::vector<Group> groups_of(const Machine& machine) {
+    std::vector<Group> groups;
+    for (const std::string& line : lines_of(machine.file("/etc/group").value_or(""))) {
+        const auto parts = parts_of(line);
+        if (parts.size() >= 4)
+            groups.push_back({parts[0], parts[2], names_in(parts[3])});
+    }
+    return groups;
+}
+
+// A list may hold anything; this is what an account may be called.
+bool is_account_name(const std::string& name) {
+    return name != "all" && !name.starts_with('+') && !name.starts_with('-') &&
+           name.find_first_of("@\"'!%#&*/;:<>?[]|\\`\r") == std::string::npos;
+}
+
+// The names in the users' lists of both share files.
+std::vector<std::string> listed_users(const Machine& machine) {
+    std::vector<std::string> users;
+    for (const char* path : {share_file, usb_share_file})
+        for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
+            const auto fields = fields_of(line);
+            for (const size_t list : {size_t{3} + rw_users, size_t{3} + ro_users})
+                if (list < fields.size())
+                    for (const std::string& name : names_in(fields[list]))
+                        if (is_account_name(name))
+                            users.push_back(name);
+        }
+    return users;
+}
+
+// Accounts of the system itself, as its own services run under, are no people.
+bool is_system_account(const std::vector<std::string>& parts) {
+    const int number = atoi(parts[2].c_str());
+    const std::string shell = parts.size() > 6 ? parts[6] : "";
+    return number < 100 || number == 65534 ||
+           (number < 1000 && (shell.ends_with("/nologin") || shell.ends_with("/false")));
+}
+
+// Collects people by name; each is there once.
+class Crowd {
+  public:
+    Person& add(const std::string& name) {
+        Person& person = people_[name];
+        person.name = name;
+        return person;
+    }
+
+    Person* find(const std::string& name) {
+        const auto at = people_.find(name);
+        return at == people_.end() ? nullptr : &at->second;
+    }
+
+    std::vector<Person> sorted() const {
+        std::vector<Person> list;
+        for (const auto& [name, person] : people_)
+            list.push_back(person);
+        return list;
+    }
+
+  private:
+    std::map<std::string, Person> people_;
+};
+
+std::vector<Person> find_people(const Machine& machine) {
+    Crowd crowd;
+    const auto groups = groups_of(machine);
+    const auto passwd = machine.file("/etc/passwd");
+    const std::string domain = setting(machine, "/etc/korvel/info", "domain").value;
+    for (const std::string& line : lines_of(passwd.value_or(""))) {
+        const auto parts = parts_of(line);
+        if (parts.size() < 4 || is_system_account(parts))
+            continue;
+        Person& person = crowd.add(parts[0]);
+        for (const Group& group : groups)
+            if (group.number == parts[3] && person.primary_group.empty())
+                person.primary_group = group.name;
+    }
+    if (!passwd)
+        for (const Group& group : groups)
+            for (const std::string& member : group.members)
+                crowd.add(member);
+    for (const std::string& user : listed_users(machine)) {
+        const bool of_domain = user.find('+') != std::string::npos;
+        if (!passwd || (of_domain && (domain == "on" || domain == "ad")))
+            crowd.add(user);
+    }
+
+    std::vector<Person> people = crowd.sorted();
+    for (Person& person : people)
+        for (const Group& group : groups)
+            if (group.name == person.primary_group ||
+                std::count(group.members.begin(), group.members.end(), person.name) > 0)
+                person.groups.push_back(group.name);
+    return people;
+}
+
+bool get_status(const std::string& place, struct stat* status) {
+    return stat(place.c_str(), status) == 0;
+}
+
+// A path below a root, each link followed inside the root; empty for too many links.
+std::string resolve(const std::string& root, const std::string& path) {
+    std::string done;  // without links, below the root
+    std::string to_do = path;
+    int links = 0;
+    for (size_t at = 0; at < to_do.size();) {
+        const size_t end = std::min(to_do.find('/', at), to_do.size());
+        const std::string part = to_do.substr(at, end - at);
+        at = end + 1;
+        if (part.empty() || part == ".")
+            continue;
+        if (part == "..") {
+            done.resize(done.empty() ? 0 : done.rfind('/'));
+            continue;
+        }
+        const std::string next = std::string(done).append("/").append(part);
+        char target[PATH_MAX];
+        const ssize_t length = readlink((root + next).c_str(), target, sizeof target);
+        if (length <= 0) {  // no link
+            done = next;
+            continue;
+        }
+        if (++links > 40)  // as the kernel counts
+            return "";     // which is nowhere
+        if (*target == '/')
+            done.clear();
+        to_do = std::string(target, static_cast<size_t>(length)) + '/' +
+                to_do.substr(std::min(at, to_do.size()));
+        at = 0;
+    }
+    return done.empty() ? "/" : done;
+}
+
+}  // namespace
+
+Machine::Machine(const std::string& root) : root_(root) {
+    while (root_.ends_with('/'))
+        root_.pop_back();
+    people_ = find_people(*this);
+}
+
+std::string Machine::resolved(const std::string& path) const {
+    return resolve(root_, path);
+}
+
+std::string Machine::place(const std::string& path) const {
+    const std::string below = resolved(path);
+    return below.empty() ? "" : root_ + below;
+}
+
+std::optional<std::string> Machine::file(const std::string& path) const {
+    if (const auto at = written_.find(path); at != written_.end())
+        return at->second;
+    const int file = open(place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
+    if (file == -1)
+        return {};
+    std::string bytes;
+    ssize_t got = 1;
+    while (got > 0) {
+        char piece[65536];
+        got = read(file, piece, sizeof piece);
+        if (got > 0)
+            bytes.append(piece, static_cast<size_t>(got));
+    }
+    close(file);
+    if (got < 0)
+        return {};
+    return bytes;
+}
+
+bool Machine::is_there(const std::string& path) const {
+    struct stat status = {};
+    return get_status(place(path), &status);
+}
+
+bool Machine::is_directory(const std::string& path) const {
+    struct stat status = {};
+    return get_status(place(path), &status) && S_ISDIR(status.st_mode);
+}
+
+std::vector<std::string> Machine::folders_in(const std::string& path) const {
+    std::vector<std::string> names;
+    DIR* folder = opendir(place(path).c_str());
+    if (folder == nullptr)
+        return names;
+    while (const dirent* entry = readdir(folder)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != ".." && is_directory(std::string(path).append("/").append(name)))
+            names.push_back(name);
+    }
+    closedir(folder);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+Machine Machine::after_run() const {
+    Machine after = *this;
+    after.written_ = run_writers(*this);
+    return after;
+}
+
+}  // namespace rights

@@ -1,0 +1,239 @@
+// Who may do what by which service: the plain data that readers fill, and that the report, the
+// difference and the lint are made from.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <set>
+#include <stdio.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rights {
+
+enum class Right : unsigned char { none, read, write };  // write includes read
+
+enum class Service : unsigned char { smb, ftp, atalk, nfs, iscsi, syslog };
+
+// For people: SMB, FTP, AppleTalk, NFS, iSCSI, syslog.
+const char* name_of(Service service);
+
+// One account, and the groups that it is in.
+struct Person {
+    std::string name;
+    std::vector<std::string> groups;  // the primary one, too
+    std::string primary_group;        // empty: not known
+};
+
+// An appliance under a root directory: its files as they stand, with what a run would write laid
+// over them where that is asked for.
+class Machine {
+  public:
+    explicit Machine(const std::string& root);  // "/" or the folder of an appliance root
+
+    // The bytes of a file by its path on the appliance; links are followed inside the root.
+    // Nothing when it cannot be read.
+    std::optional<std::string> file(const std::string& path) const;
+    bool is_there(const std::string& path) const;  // of whatever type
+    bool is_directory(const std::string& path) const;
+    std::vector<std::string> folders_in(const std::string& path) const;  // names, sorted
+
+    // Where a path of the appliance is on this machine, each link followed inside the root.
+    std::string place(const std::string& path) const;
+
+    // A path of the appliance without links. Empty when they go round in a circle, as it then is above.
+    std::string resolved(const std::string& path) const;
+
+    // As after `tavrogen -c` for all services: the program's own writers run, and their files
+    // stand in memory. Nothing is written.
+    Machine after_run() const;
+
+    // From /etc/passwd and /etc/group; without passwd from the group file and the share lists.
+    const std::vector<Person>& people() const { return people_; }
+
+  private:
+    std::string root_;                            // without a slash at its end; of "/": empty
+    std::map<std::string, std::string> written_;  // path, bytes: what a run would write
+    std::vector<Person> people_;
+};
+
+// The value of a key in a keyed settings file, as the program finds it.
+struct Setting {
+    std::string value;
+    int line = 0;  // 0: there is no such key
+};
+Setting setting(const Machine& machine, const std::string& path, const std::string& key);
+
+// The lines of a text, without their newlines.
+std::vector<std::string> lines_of(const std::string& text);
+
+// Lines of a written file, from 1: `begin` up to `end`, which is not one of them.
+struct Span {
+    int begin = 0;
+    int end = 0;
+
+    bool holds(int line) const { return line >= begin && line < end; }
+};
+
+// Where each share stands in a file that gives a line to each: from the line that begins with the
+// share's text up to the next that begins with /mnt/. Found in the order of the texts; empty for a
+// text that is not there.
+std::vector<Span> spans_of(const std::string& file, const std::vector<std::string>& texts);
+
+// The fields of a line of a list file; the program's own cut to a field's size is not made.
+std::vector<std::string> fields_of(const std::string& line);
+
+// The names of an access list: what stands between its commas, without blanks around it. None
+// for a list of commas and blanks alone.
+std::vector<std::string> names_in(const std::string& list);
+
+// What one service gives of one folder.
+struct Grant {
+    Service service;
+    std::string share;          // the name that its clients see
+    std::string folder;         // absolute path on the appliance
+    std::vector<Right> people;  // one for each of Machine::people(), in their order
+    Right guest = Right::none;  // without an account
+    std::string clients;        // NFS: from where; empty: from everywhere
+    int line = 0;               // of the service's file, from 1
+};
+
+// What a reader saw in the file of a service that is worth a finding.
+struct Remark {
+    int line;          // of the service's file, from 1; 0: the file as a whole
+    bool stops;        // the service does not start, or not with this share
+    std::string text;  // what the service does with it, in plain words
+};
+
+// One service's files, read back by the service's own rules.
+struct Reading {
+    bool present = false;  // its file is there
+    bool starts = true;    // the service starts with it
+    std::vector<Grant> grants;
+    std::vector<Remark> remarks;
+};
+
+// One reader for each service, each in a file of its own. `folders` are the absolute paths that
+// are asked about (shares, and other folders of the volumes); a reader adds those that its file
+// names.
+Reading read_smb_conf(const Machine& machine);
+Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>& folders);
+Reading read_apple_volumes(const Machine& machine);
+Reading read_exports(const Machine& machine);
+
+// One target of /etc/ietd.conf, with the initiators' files.
+struct Target {
+    std::string name;
+    std::string path;
+    std::string incoming_user, incoming_password;
+    std::string outgoing_user, outgoing_password;
+    std::vector<std::string> allowed;  // initiators' addresses; "ALL": every one
+    int line = 0;
+};
+struct TargetReading {
+    bool present = false;
+    Target discovery;  // its accounts; for the search for targets
+    std::vector<Target> targets;
+    std::vector<Remark> remarks;
+};
+TargetReading read_ietd_conf(const Machine& machine);
+
+// One destination of /etc/syslog.conf.
+struct LogTarget {
+    std::string selector;
+    std::string file;  // or
+    std::string host;
+    std::string port = "514";
+    bool tcp = false;
+    int line = 0;
+};
+struct LogReading {
+    bool present = false;
+    std::vector<LogTarget> targets;
+    std::vector<Remark> remarks;
+};
+LogReading read_syslog_conf(const Machine& machine);
+
+// The first line of a share list that has text but no volume, and so stands for no share; 0: none.
+int line_without_volume(const Machine& machine, const std::string& path);
+
+constexpr char share_file[] = "/etc/korvel/shareinfo";
+constexpr char usb_share_file[] = "/etc/korvel/usbshareinfo";
+
+// The access lists of a share, in the order of its line.
+enum List { rw_users, rw_groups, ro_users, ro_groups };
+
+// One share as the settings mean it (not as any service reads it). Lines without a volume, such as
+// blank ones, are no shares.
+struct IntendedShare {
+    std::string name;    // cut as the program cuts it, as the volume and the comment are
+    std::string volume;  // directory under /mnt
+    std::string comment;
+    std::string folder;  // absolute path
+    std::string file;    // the settings file and line that say so
+    int line = 0;
+    bool usb = false;
+    bool hidden = false;               // from the browse lists: SMB clients see the name with a '$'
+    bool read_only = false;            // by its switch or its disk's file system
+    std::set<Service> services;        // that are to serve it, with its disk as it is mounted now
+    std::array<std::string, 4> lists;  // as they stand in the file, by List
+    std::vector<Right> people;         // one for each of Machine::people(), in their order
+    // Without an account. Only services that know guests give it: SMB and AppleTalk outside a
+    // domain, anonymous FTP for shares on internal volumes outside a domain.
+    Right guest = Right::none;
+
+    bool open_to_all() const;          // all four lists are "all"
+    bool administrators_only() const;  // all four lists are empty
+};
+// Those of shareinfo, then those of usbshareinfo.
+std::vector<IntendedShare> intended_shares(const Machine& machine);
+
+// A setting that a service misreads.
+enum class Effect : unsigned char { exposes, stops, breaks, looks };  // worst first
+struct Finding {
+    Effect effect;
+    std::string file;  // the file to edit
+    int line = 0;      // 0: the file as a whole
+    std::set<Service> services;
+    std::string who;  // who or what is hit
+    std::string cause;
+    std::string cure;
+};
+
+// Compares what a service gives of a share with what is meant. Nothing when they agree; else a
+// finding that exposes (somebody gets more) or breaks (somebody gets less), with everything but
+// its cause and cure. Guests who get less than meant are no finding: not every service knows them.
+std::optional<Finding> compare(const Machine& machine, const IntendedShare& share, Service service,
+                               const std::vector<Right>& people, Right guest);
+
+// What is odd about a share's lists, or about its name (of a USB share: its volume), in the same
+// words for every service, so that findings of one cause can be joined. Empty when nothing is.
+struct Cause {
+    std::string text;
+    std::string cure;
+};
+Cause odd_lists(const Machine& machine, const IntendedShare& share);
+Cause odd_name(const IntendedShare& share);
+
+// A text for one line: its newlines and, where they would reach a terminal, all control characters
+// are octal escapes.
+std::string printable(const std::string& text, FILE* out);
+
+// Valid UTF-8: each byte that is none becomes U+FFFD.
+std::string as_utf8(const std::string& text);
+
+// People in words: "alice, bob", "everyone", "alice, bob, carol and 12 others".
+std::string in_words(const Machine& machine, const std::vector<size_t>& people);
+
+// Each service's comparison of what is meant with what is read back; `settings` is the machine as
+// after the run. Findings of one cause in several services are joined afterwards.
+std::vector<Finding> check_smb(const Machine& settings);
+std::vector<Finding> check_ftp(const Machine& settings);
+std::vector<Finding> check_atalk(const Machine& settings);
+std::vector<Finding> check_nfs(const Machine& settings);
+std::vector<Finding> check_iscsi(const Machine& settings);
+std::vector<Finding> check_syslog(const Machine& settings);
+
+}  // namespace rights
