@@ -365,8 +365,8 @@ class Checker {
 
     void check_switch() {
         const Setting anonymous = setting(machine_, info_file, "anonyftp");
-        if (anonymous.value != "off")
-            return;
+        if (anonymous.line == 0 || anonymous.value == "on")
+            return;  // every other value means off
         std::vector<std::string> names;
         for (const IntendedShare& share : shares_)
             if (const auto given = server_.give_without_account(machine_, share.folder);

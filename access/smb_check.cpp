@@ -42,6 +42,7 @@ class Check {
         for (const Written& written : conf_.shares)
             check(written);
         check_listing();
+        check_who_may_list();
         check_global();
         return findings_;
     }
@@ -303,7 +304,7 @@ class Check {
 
     // One name or comment that no client can decode, and the list of shares stays empty.
     void check_listing() {
-        const std::string who = "no client can list any share";
+        const std::string who = "no client can list the shares";
         const Person nobody = smb::guest_account();
         for (const smb::Share& share : server_.shares) {
             const Written* written = conf_.at(share.line);
@@ -324,6 +325,27 @@ class Check {
             add(Effect::breaks, info_file, setting(machine_, info_file, "string").line, who,
                 {"the server's description is no UTF-8, or longer than 99 bytes",
                  "write it otherwise"});
+    }
+
+    // The lists of a share that Samba takes for its own part of the file hold for that part.
+    void check_who_may_list() {
+        std::vector<size_t> listing;
+        for (size_t person = 0; person < machine_.people().size(); ++person)
+            if (smb::may_list(server_, machine_.people()[person]))
+                listing.push_back(person);
+        if (!server_.ipc.valid_users)
+            return;
+        for (const Written& written : conf_.shares) {
+            const auto* section = smb::section_of(server_, written);
+            if (section == nullptr || (section->share && smb::fold(written.name) != "ipc$"))
+                continue;
+            add(Effect::breaks, written.share.file, written.share.line,
+                written.share.name + ": " +
+                    (listing.empty()
+                         ? "no client can list the shares"
+                         : "only " + in_words(machine_, listing) + " can list the shares"),
+                special(written));
+        }
     }
 
     // The values of [global] that the settings choose.

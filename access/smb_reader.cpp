@@ -116,6 +116,10 @@ Access access_by(const Server& server, const std::string& name, const Person& pe
     return {share, right_of(server, *share, person, is_guest), folder_of(server, *share, person)};
 }
 
+bool may_list(const Server& server, const Person& person, bool is_guest) {
+    return right_of(server, server.ipc, person, is_guest) != Right::none;
+}
+
 }  // namespace smb
 
 Reading read_smb_conf(const Machine& machine) {

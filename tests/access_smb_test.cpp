@@ -125,6 +125,8 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
          "\"A\" and \"a\" of /etc/korvel/shareinfo:1 for one name"},
         {share_of("alice", "glo bal") + open_share("x") + bob, none, none,
          "shareinfo:1: SMB: ", "bob", "a meaning of its own for the name \"glo bal\""},
+        {share_of("alice", "IPC$"), none, none, "shareinfo:1: SMB: breaks: IPC$: ",
+         "only alice can list the shares", "a meaning of its own"},
         {share_of("alice", "printers"), none, none,
          "shareinfo:1: SMB: breaks: printers: ", "alice may not", "a meaning of its own"},
         {share_of("alice", "homes"), none, none,
@@ -132,7 +134,7 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
         {share_of("alice", "two  blanks"), none, none, "shareinfo:1: SMB", "two  blanks",
          "has a blank"},
         {share_of("alice", "..") + bob, none, none, "shareinfo:1: SMB", "alice gets into b", ""},
-        {share_of("alice", "\xff"), none, none, "shareinfo:1: SMB", "no client can list any share",
+        {share_of("alice", "\xff"), none, none, "shareinfo:1: SMB", "no client can list the shares",
          "no UTF-8"},
         // Comments.
         {share_of("alice", "a", "a\\"), none, none, "shareinfo:1: SMB: breaks: a: ",
@@ -140,7 +142,7 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
         {share_of("alice", "a", "for %U"), none, none,
          "shareinfo:1: SMB: looks: a: ", "clients read", "a variable of Samba's"},
         {share_of("alice", "a", std::string(98, 'x') + "\u00e9"), none, none,
-         "shareinfo:1: SMB: breaks: a: ", "no client can list any share", "99 bytes"},
+         "shareinfo:1: SMB: breaks: a: ", "no client can list the shares", "99 bytes"},
         // All else.
         {share_of("alice", "") + open, none, none, "shareinfo:1: SMB", stops, "the name is empty"},
         {a, "offlinefile", "a<>on<>none<>", "offlinefile:1: SMB: stops: a: ", stops,

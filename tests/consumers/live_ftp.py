@@ -81,6 +81,7 @@ def rights(names, asked):
         found = {}
         for name in names:
             with contextlib.closing(ftplib.FTP("127.0.0.1", timeout=20, encoding="latin-1")) as one:
-                one.login(name, "any")
-                found[name] = {folder: right(one, folder) for folder in asked}
+                known = done(one.login, name, "any")
+                found[name] = {folder: right(one, folder) if known else (False, False)
+                               for folder in asked}
         return found

@@ -49,7 +49,7 @@ class Meant:
         cut = lambda text, size: study.as_text(os.fsencode(text)[:size])
         self.name, self.volume = cut(fields[0], 59), cut(fields[1], 15)
         self.comment, self.lists = cut(fields[2], 99), fields[3:7]
-        self.served = number(fields[7]) != 0
+        self.served, self.usb = number(fields[7]) != 0, usb
         self.folder = f"/mnt/{self.volume}" + ("" if usb else f"/{self.name}")
         self.read_only = number(fields[12]) != 0
         if usb:
@@ -141,7 +141,7 @@ def misreadings():
         listed = {share.client_name: share.shown for share in shares} if plain else (
             live_samba.comments())
         if listed is None:
-            found.append(study.Misreading("no client can list any share", False, ""))
+            found.append(study.Misreading("can list the shares", False, ""))
         for share in shares:
             there = os.fsencode(f"{study.ROOT}{os.path.normpath(share.folder)}")
             if not share.served or not os.path.isdir(there):
@@ -152,7 +152,8 @@ def misreadings():
                 meant = share.right(people, person)
                 got, folder = live_samba.access(settings, person, share.client_name)
                 same = not folder or (folder == os.path.normpath(share.folder) and
-                                      not {".", ".."} & set(share.folder.split("/")))
+                                      not {".", ".."} & set(share.folder.split("/")) and
+                                      (share.usb or share.name.strip("/")))
                 if got != meant or not same:
                     wrong[person] = (meant, got, folder)
                 exposes = exposes or got > meant

@@ -303,6 +303,13 @@ class ReadBack(unittest.TestCase):
                      for person, folder, *rest in self.differences(["alice", "guest"])]
             self.assertEqual(found, [])
 
+    def test_logins(self):
+        self.edit("<Limit LOGIN>\nDenyUser bob,root\n</Limit>\n<Anonymous /mnt>\nUser guest\n"
+                  "UserAlias anonymous guest\n<Limit LOGIN>\nDenyAll\n</Limit>\n</Anonymous>\n")
+        self.make_folders(["volume"])
+        live_ftp.move_in()
+        self.assertEqual(self.differences(["alice", "bob", "guest", "anonymous"]), [])
+
     def test_what_the_server_refuses(self):
         for lines in REFUSED + ACCEPTED:
             self.edit(lines)
