@@ -53,7 +53,50 @@ Cause odd_member(const Machine& machine, size_t list, const std::string& name) {
         if ((byte != '@' || list % 2 == 1) && (byte != '+' || group.starts_with('+')) &&
             group.find(byte) != std::string::npos)
             return {quoted(name) + " has a " + byte, "list only plain names"};
+    if (name.starts_with("S-1-") || name.starts_with("s-1-"))
+        return {quoted(name) + " is an identifier", "list only plain names"};
     return list % 2 == 0 ? odd_user(machine, name) : Cause{};
+}
+
+// The looks at a list, those that tell most first. Each gives what is odd about it, or nothing.
+using Look = Cause(const Machine&, const IntendedShare&, size_t list);
+
+Cause names_nobody(const Machine&, const IntendedShare& share, size_t list) {
+    const std::string& text = share.lists[list];
+    if (text.empty() || text.find_first_not_of(",@\" \t\r") != std::string::npos)
+        return {};
+    return {quoted(text) + " names nobody", "leave the list empty or name somebody"};
+}
+
+Cause has_odd_member(const Machine& machine, const IntendedShare& share, size_t list) {
+    for (const std::string& name : names_in(share.lists[list]))
+        if (const Cause odd = odd_member(machine, list, name); !odd.text.empty())
+            return odd;
+    return {};
+}
+
+Cause has_odd_commas(const Machine&, const IntendedShare& share, size_t list) {
+    const std::string& text = share.lists[list];
+    if (text.find_first_of(blanks) != std::string::npos)
+        return {"there is a blank beside a comma", "take the blank out"};
+    if (text.starts_with(',') || text.ends_with(',') || text.find(",,") != std::string::npos)
+        return {"there is a comma too many", "take the comma out"};
+    return {};
+}
+
+Cause is_unmarked(const Machine&, const IntendedShare& share, size_t list) {
+    if (share.usb && list % 2 == 1)
+        for (const std::string& name : names_in(share.lists[list]))
+            if (!name.starts_with('@') && name != "all")
+                return {quoted(name) + " has no @ before it, which a group needs on a USB disk",
+                        "write \"@" + name + '"'};
+    return {};
+}
+
+Cause is_all_alone(const Machine&, const IntendedShare& share, size_t list) {
+    if (share.lists[list] != "all" || share.open_to_all())
+        return {};
+    return {"\"all\" counts only in all four lists at once", "write it into all four or into none"};
 }
 
 }  // namespace
@@ -61,24 +104,12 @@ Cause odd_member(const Machine& machine, size_t list, const std::string& name) {
 Cause odd_lists(const Machine& machine, const IntendedShare& share) {
     if (share.administrators_only())
         return {"all four lists are empty", "name those who may use the share"};
-    for (size_t list = 0; list < share.lists.size(); ++list) {
-        const std::string& text = share.lists[list];
-        const std::string where = std::string(list_names[list]) + ": ";
-        const auto names = names_in(text);
-        if (!text.empty() && text.find_first_not_of(",@\" \t\r") == std::string::npos)
-            return {where + quoted(text) + " names nobody",
-                    "leave the list empty or name somebody"};
-        for (const std::string& name : names)
-            if (const Cause odd = odd_member(machine, list, name); !odd.text.empty())
-                return {where + odd.text, odd.cure};
-        if (text.find_first_of(blanks) != std::string::npos)
-            return {where + "there is a blank beside a comma", "take the blank out"};
-        if (text.starts_with(',') || text.ends_with(',') || text.find(",,") != std::string::npos)
-            return {where + "there is a comma too many", "take the comma out"};
-        if (text == "all" && !share.open_to_all())
-            return {where + "\"all\" counts only in all four lists at once",
-                    "write it into all four or into none"};
-    }
+    static constexpr Look* looks[] = {names_nobody, has_odd_member, has_odd_commas, is_unmarked,
+                                      is_all_alone};
+    for (Look* look : looks)
+        for (size_t list = 0; list < share.lists.size(); ++list)
+            if (const Cause odd = look(machine, share, list); !odd.text.empty())
+                return {std::string(list_names[list]) + ": " + odd.text, odd.cure};
     return {};
 }
 

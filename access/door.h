@@ -5,8 +5,8 @@
 
 namespace rights {
 
-// What a run of all writers on a machine would write: paths and bytes. Files that could not be
+// What a run of all writers on that machine would write: paths and bytes. Files that could not be
 // opened there are written, too. Not for two threads at once.
-std::map<std::string, std::string> run_writers(const Machine& machine);
+std::map<std::string, std::string> run_writers(const Machine& on);
 
 }  // namespace rights

@@ -13,6 +13,8 @@ namespace rights {
 
 namespace {
 
+constexpr char exports_file[] = "/etc/exports";
+
 // The words of the file: ended by white space; double quotes keep white space, a backslash before
 // a newline joins lines, a backslash and three octal digits are the byte of that number.
 class Words {
@@ -99,12 +101,13 @@ class Words {
     int line_ = 1, line_before_ = 1;
 };
 
-// One folder for one specification of clients.
+// One folder for one entry of clients.
 struct Export {
     std::string path;
     std::string client;
     bool writable;
     int line;
+    std::string folder;  // the path without links, once it is resolved
 };
 
 // Reads an option list. False for an unknown option, at which exportfs reads no further.
@@ -171,7 +174,7 @@ Table read_table(const std::string& text) {
                     return stop();
                 client->resize(open);
             }
-            table.exports.push_back({*path, *client, writable, line});
+            table.exports.push_back({*path, *client, writable, line, ""});
         }
     }
 }
@@ -256,6 +259,13 @@ std::string resolved(const Machine& machine, const std::string& path) {
     return machine.is_there(path) ? machine.resolved(path) : path;
 }
 
+Table read_file(const Machine& machine) {
+    Table table = read_table(machine.file(exports_file).value_or(""));
+    for (Export& entry : table.exports)
+        entry.folder = resolved(machine, entry.path);
+    return table;
+}
+
 // --- The check.
 
 constexpr char nfs_file[] = "/etc/korvel/nfs_info";
@@ -273,23 +283,25 @@ class NfsCheck {
   public:
     explicit NfsCheck(const Machine& machine)
         : machine_(machine), address_(setting(machine, nfs_file, "nfs_networkaddress")),
-          mask_(setting(machine, nfs_file, "nfs_subnetmask")) {
+          mask_(setting(machine, nfs_file, "nfs_subnetmask")), table_(read_file(machine)) {
         if (!trimmed(mask_.value).empty())
             network_ = read_network(trimmed(address_.value) + '/' + trimmed(mask_.value));
         if (network_ && has_holes(*network_))
             network_.reset();
         for (const IntendedShare& share : intended_shares(machine))
-            if (share.services.contains(Service::nfs))
+            if (share.services.contains(Service::nfs)) {
                 shares_.push_back(share);
+                if (is_proper(share))
+                    folders_.insert(resolved(machine, share.folder));
+            }
     }
 
     std::vector<Finding> run() {
-        const std::string text = machine_.file("/etc/exports").value_or("");
-        table_ = read_table(text);
         std::vector<std::string> beginnings;
         for (const IntendedShare& share : shares_)
             beginnings.push_back(share.folder + ' ');
-        const std::vector<Span> spans = spans_of(text, beginnings);
+        const std::vector<Span> spans =
+            spans_of(machine_.file(exports_file).value_or(""), beginnings);
         const bool sound_network = is_sound_network();
         const Origin network = network_origin();
         Origin odd_share;
@@ -324,20 +336,18 @@ class NfsCheck {
 
     bool is_meant(const Export& entry) const {
         const auto network = read_network(entry.client);
-        const std::string path = resolved(machine_, entry.path);
         return network && network_ && lies_in(*network, *network_) &&
-               std::any_of(shares_.begin(), shares_.end(), [&](const IntendedShare& share) {
-                   return is_proper(share) && path == resolved(machine_, share.folder);
-               });
+               folders_.contains(entry.folder);
     }
 
     bool is_served(const IntendedShare& share) const {
         const std::string folder = resolved(machine_, share.folder);
         return std::any_of(table_.exports.begin(), table_.exports.end(), [&](const Export& entry) {
+            if (!entry.writable || entry.folder != folder)
+                return false;
             const auto network = read_network(entry.client);
-            return entry.writable && resolved(machine_, entry.path) == folder &&
-                   (is_everywhere(entry.client) ||
-                    (network && (!network_ || lies_in(*network_, *network))));
+            return is_everywhere(entry.client) ||
+                   (network && (!network_ || lies_in(*network_, *network)));
         });
     }
 
@@ -434,8 +444,9 @@ class NfsCheck {
     const Machine& machine_;
     const Setting address_, mask_;
     std::optional<Network> network_;  // as meant; nothing: the settings mean none
+    const Table table_;
     std::vector<IntendedShare> shares_;
-    Table table_;
+    std::set<std::string> folders_;  // that are to be exported
     std::vector<Finding> findings_;
 };
 
@@ -443,16 +454,15 @@ class NfsCheck {
 
 Reading read_exports(const Machine& machine) {
     Reading reading;
-    const auto text = machine.file("/etc/exports");
-    reading.present = text.has_value();
-    const Table table = read_table(text.value_or(""));
+    reading.present = machine.file(exports_file).has_value();
+    const Table table = read_file(machine);
     for (const Export& entry : table.exports) {
         if (!matches_hosts(entry.client))
             continue;
         Grant grant = {};
         grant.service = Service::nfs;
         grant.share = entry.path;
-        grant.folder = resolved(machine, entry.path);
+        grant.folder = entry.folder;
         grant.guest = entry.writable ? Right::write : Right::read;
         grant.people.assign(machine.people().size(), grant.guest);
         grant.clients = is_everywhere(entry.client) ? "" : entry.client;

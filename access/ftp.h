@@ -63,9 +63,9 @@ class Server {
     const std::vector<Remark>& errors() const { return errors_; }
 
     // What each of the machine's people may do with the files of a folder.
-    std::vector<Given> give(const Machine& machine, const std::string& folder) const;
+    std::vector<Given> give(const Machine& machine, const std::string& path) const;
     // The same without an account.
-    Given give_without_account(const Machine& machine, const std::string& folder) const;
+    Given give_without_account(const Machine& machine, const std::string& path) const;
 
     // True when the <Directory> of this line of the file covers the files of a folder.
     bool covers(int line, const std::string& folder) const;

@@ -112,14 +112,16 @@ class Places {
     }
 
     size_t find_all(size_t from) {
+        size_t counted = 0;
+        int line = 1;
         for (Origin& origin : origins_) {
             const size_t at = text_.find(origin.opening + '\n', from);
             if (at == std::string::npos)
                 continue;
             from = at + 1;
-            const auto start = text_.begin();
-            const auto end = start + static_cast<std::ptrdiff_t>(at);
-            origin.lines.push_back(1 + static_cast<int>(std::count(start, end, '\n')));
+            for (; counted < at; ++counted)
+                line += text_[counted] == '\n';
+            origin.lines.push_back(line);
         }
         return from;
     }
@@ -142,7 +144,10 @@ class Checker {
   public:
     Checker(const Machine& machine, const std::string& text)
         : machine_(machine), text_(text), server_(text), shares_(intended_shares(machine)),
-          places_(machine, text_, shares_) {}
+          places_(machine, text_, shares_) {
+        for (const IntendedShare& share : shares_)
+            share_folders_.insert(ftp::normalized(share.folder));
+    }
 
     std::vector<Finding> check() {
         for (const Remark& error : server_.errors())
@@ -227,7 +232,7 @@ class Checker {
     }
 
     void check_share(const IntendedShare& share) {
-        const bool served = share.services.count(Service::ftp) > 0;
+        const bool served = share.services.contains(Service::ftp);
         const auto& people = machine_.people();
         const auto all = server_.give(machine_, share.folder);
         const ftp::Given anonymous = server_.give_without_account(machine_, share.folder);
@@ -329,22 +334,23 @@ class Checker {
                            [](const ftp::Given& given) { return given.read; });
     }
 
-    bool is_in_share(const std::string& folder) const {
-        return std::any_of(shares_.begin(), shares_.end(), [&](const IntendedShare& share) {
-            const std::string place = ftp::normalized(share.folder);
-            return folder == place || folder.starts_with(place + '/') ||
-                   place.starts_with(folder + '/');
-        });
+    // A share, below one or above one. `volume` is the folder above.
+    bool belongs_to_share(const std::string& volume, const std::string& folder) const {
+        const auto next = share_folders_.lower_bound(folder + '/');
+        return share_folders_.contains(volume) || share_folders_.contains(folder) ||
+               (next != share_folders_.end() && next->starts_with(folder + '/'));
     }
 
     void check_folders() {
-        for (const std::string& volume : machine_.folders_in("/mnt")) {
-            if (volume == "info")
+        for (const std::string& name : machine_.folders_in("/mnt")) {
+            const std::string volume = "/mnt/" + name;
+            if (name == "info")
                 continue;  // for everybody
             std::vector<std::string> folders;
-            for (const std::string& name : machine_.folders_in("/mnt/" + volume)) {
-                const std::string folder = "/mnt/" + volume + '/' + name;
-                if (!is_in_share(folder) && is_readable(folder))
+            for (const std::string& inner : machine_.folders_in(volume)) {
+                std::string folder = volume;
+                folder += '/' + inner;
+                if (!belongs_to_share(volume, folder) && is_readable(folder))
                     folders.push_back(folder);
             }
             if (!folders.empty())
@@ -359,8 +365,8 @@ class Checker {
 
     void check_switch() {
         const Setting anonymous = setting(machine_, info_file, "anonyftp");
-        if (anonymous.value != "off")
-            return;
+        if (anonymous.line == 0 || anonymous.value == "on")
+            return;  // every other value means off
         std::vector<std::string> names;
         for (const IntendedShare& share : shares_)
             if (const auto given = server_.give_without_account(machine_, share.folder);
@@ -378,6 +384,7 @@ class Checker {
     const ftp::Server server_;
     const std::vector<IntendedShare> shares_;
     const Places places_;
+    std::set<std::string> share_folders_;
     std::vector<Finding> findings_;
 };
 

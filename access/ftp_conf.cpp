@@ -1,7 +1,7 @@
 // Takes proftpd.conf apart as Debian 12's proftpd 1.3.8 does.
 //
-// The rules are those of its documentation (the pages "Configuring ProFTPD" and "Directives"); where
-// it is silent, "Live:" marks what the server shows.
+// The rules are those of its documentation (the pages "Configuring ProFTPD" and "Directives");
+// where it is silent, "Live:" marks what the server shows.
 #include "access/ftp.h"
 
 #include <algorithm>

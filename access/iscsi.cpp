@@ -222,6 +222,8 @@ class IscsiCheck {
         if (disk.unrestricted)
             return;
         const std::vector<std::string> meant = names_in(disk.initiators.set.value);
+        if (has_all(meant) && has_all(read.allowed))
+            return;
         std::string lost;
         for (const std::string& initiator : meant)
             if (std::count(read.allowed.begin(), read.allowed.end(), initiator) == 0)

@@ -63,9 +63,12 @@ class Maker {
                    std::none_of(row.cells.begin(), row.cells.end(), gives_something);
         });
         std::stable_sort(rows.begin(), rows.end(), [](const Row& left, const Row& right) {
-            if (left.is_share != right.is_share)
-                return left.is_share;
-            return !left.is_share && left.folder < right.folder;
+            const auto place = [](const Row& row) {
+                const bool is_target =
+                    !row.cells.empty() && row.cells[0].givers[0].service == Service::iscsi;
+                return std::make_tuple(!row.is_share, is_target, row.is_share ? "" : row.folder);
+            };
+            return place(left) < place(right);
         });
         for (Row& row : rows)
             mark(&row);

@@ -25,7 +25,7 @@ constexpr char head[] =
     ".upright thead th.person { writing-mode: vertical-rl; text-align: left;\n"
     "  transform: rotate(180deg); padding: .45em .2em }\n"
     "tbody { border-top: 2px solid #333; break-inside: avoid }\n"
-    "b { display: block } .folder { font-size: .85em; overflow-wrap: anywhere }\n"
+    "b { display: block; overflow-wrap: anywhere } .folder { font-size: .85em; overflow-wrap: anywhere }\n"
     ".w { background: #f6c28b } .r { background: #cfe2f7 } .n, .off { color: #777 }\n"
     ".free { text-align: left } .d { font-weight: bold; outline: 2px solid #b00; outline-offset: "
     "-2px }\n"

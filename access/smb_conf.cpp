@@ -134,10 +134,13 @@ class Loader {
         take("netbiosname", &server_.netbios_name);
         take("security", &server_.security);
         take("winbindseparator", &server_.winbind_separator);
-        // Samba writes its own folder and rights over a section for IPC$.
-        for (Share& share : server_.shares)
-            if (fold(share.name) == "ipc$")
-                share.available = false;
+        // Samba writes its own folder and rights over IPC$, but leaves its lists.
+        const auto ipc = known_.find("ipc$");
+        server_.ipc = ipc == known_.end() ? defaults_ : server_.shares[ipc->second];
+        if (ipc != known_.end())
+            server_.shares[ipc->second].available = false;
+        server_.ipc.path.clear();
+        server_.ipc.available = server_.ipc.guest_ok = true;
         return std::move(server_);
     }
 
@@ -304,10 +307,8 @@ std::string expand(const Server& server, const std::string& text, const Person& 
         const char letter = text[at] == '%' && at + 1 < text.size() ? text[at + 1] : '\0';
         const size_t end = text.find(')', at);
         ++at;
-        if (letter == '\0') {
-            expanded += text[--at];
-        } else if (letter == '$' && at + 1 < text.size() && text[at + 1] == '(' &&
-                   end != std::string::npos) {
+        if (letter == '$' && at + 1 < text.size() && text[at + 1] == '(' &&
+            end != std::string::npos) {
             expanded += unknown;
             at = end;
         } else if (letter == 'U' || (letter == 'u' && share != nullptr)) {

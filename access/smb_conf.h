@@ -40,6 +40,7 @@ struct Server {
     std::map<std::string, std::string> globals;  // of [global]: by their names without blanks
     std::string netbios_name, security = "user", winbind_separator = "\\";
     std::vector<Share> shares;
+    Share ipc;  // Samba's own: who may use it may list the shares
     std::vector<Section> sections;
     std::vector<Remark> remarks;
     bool starts = true;
@@ -75,6 +76,8 @@ struct Access {
 };
 Access access_by(const Server& server, const std::string& name, const Person& person,
                  bool is_guest = false);
+
+bool may_list(const Server& server, const Person& person, bool is_guest = false);
 
 // Whom Samba takes somebody without an account for.
 Person guest_account();

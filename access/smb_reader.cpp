@@ -107,12 +107,17 @@ Access access_by(const Server& server, const std::string& name, const Person& pe
                  bool is_guest) {
     const Share* share = find(server, name, person);
     // Everybody's own share stands behind [homes]: a share of the person's name, or a copy.
-    if (share != nullptr && fold(share->name) == "homes")
+    const bool is_homes = share != nullptr && fold(share->name) == "homes";
+    if (is_homes)
         if (const Share* own = find(server, person.name, person); own != nullptr)
             share = own;
-    if (share == nullptr || !share->available)
+    if (share == nullptr || !share->available || (is_homes && is_guest))
         return {};
     return {share, right_of(server, *share, person, is_guest), folder_of(server, *share, person)};
+}
+
+bool may_list(const Server& server, const Person& person, bool is_guest) {
+    return right_of(server, server.ipc, person, is_guest) != Right::none;
 }
 
 }  // namespace smb

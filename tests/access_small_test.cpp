@@ -132,7 +132,7 @@ TEST(IscsiTargets, OddValuesAreNamed) {
          "exposes: target tab\there: every initiator may use it, it is called iqn."},
         {"iscsi_disks1", disk + "target=BUILD",
          "breaks: target build: it is not served: the name is also that of another target"},
-        {"iscsi_disks1", disk + "initiators.allow=10.0.0.0/8,[fd00::1]/64,fd00::2, ALL", ""},
+        {"iscsi_disks1", disk + "initiators.allow=10.0.0.0/8,[fd00::1]/64,fd00::2, ALL,x", ""},
         {"iscsi_disks1", disk + "initiators.allow=10.0.0.7 10.0.0.8",
          "breaks: target mail: 10.0.0.7 10.0.0.8 may not use it: "},
         {"iscsi_disks1", disk + "initiators.allow=10.0.0.7,host,10.0.0.8",

@@ -35,7 +35,7 @@ struct Example : Root {
 
 TEST(Access, ShowsWhoMayDoWhat) {
     const Example example;
-    EXPECT_EQ(access(example).out, expected("example.access"));
+    expect_recorded("the report", "examples/appliance", "example.access", access(example).out);
     EXPECT_EQ(part(access(example, "bob dave").out, "archive", "not served\n"),
               "archive  /mnt/disk4/archive\n"
               "    SMB, FTP             bob dave r\n"

@@ -137,6 +137,7 @@ class Appliance:
         self.chance = chance
         self.people = people
         self.places = []  # (kind of value, container, index or key)
+        self.unshared = ["leftover"]  # folders that are no shares
         folders = chance.sample(FOLDERS, shares)
         self.shares = [self.share(name, chance.choice(VOLUMES)) for name in folders]
         self.usb_shares = [self.share(name, f"usbdisk{disk}") for disk, name in
@@ -286,6 +287,12 @@ class Appliance:
     def switch_off_volume(self):
         self.disk_info[self.pick("disk3", "disk4", "array1")] = "off"
 
+    def make_plain(self):
+        """Takes out what is odd without an odd value: the FTP server shows every folder of a
+        volume, and has an anonymous user whatever the switch says."""
+        self.unshared = []
+        self.info["anonyftp"] = "on"
+
     def make_odd(self, kind):
         """Replaces a few values; no more than one in eight comes from chance alone."""
         for _ in range(self.chance.choice([0, 1, 1, 2, 2, 3, 4])):
@@ -336,7 +343,7 @@ class Appliance:
     def folders(self):
         """The folders of the volumes: the shares', by their names as cut, and some that are none."""
         yield from (f"mnt/{volume}/{folder}".encode() for volume in VOLUMES
-                    for folder in ("spool", "lost+found", "leftover"))
+                    for folder in ("spool", "lost+found", *self.unshared))
         yield from (b"mnt/info", b"mnt/array1/branches", b"mnt/usbdisk1", b"mnt/usbdisk2")
         for share in self.shares:
             yield b"mnt/%b/%b" % (as_bytes(share[VOLUME])[:15], as_bytes(share[NAME])[:59])
@@ -350,7 +357,9 @@ def draw(kind, seed, root, people=5, shares=8):
     """Writes the appliance of this kind and seed into the folder `root`, which it makes."""
     chance = random.Random(f"{kind} {seed}")
     appliance = Appliance(chance, PEOPLE[:people], shares)
-    if kind != "plain":
+    if kind == "plain":
+        appliance.make_plain()
+    else:
         appliance.make_odd(kind)
     root = pathlib.Path(root)
     for folder in ("etc/samba", "etc/proftpd", "etc/atalk", "etc/pam.d"):

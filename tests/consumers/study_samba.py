@@ -49,7 +49,7 @@ class Meant:
         cut = lambda text, size: study.as_text(os.fsencode(text)[:size])
         self.name, self.volume = cut(fields[0], 59), cut(fields[1], 15)
         self.comment, self.lists = cut(fields[2], 99), fields[3:7]
-        self.served = number(fields[7]) != 0
+        self.served, self.usb = number(fields[7]) != 0, usb
         self.folder = f"/mnt/{self.volume}" + ("" if usb else f"/{self.name}")
         self.read_only = number(fields[12]) != 0
         if usb:
@@ -104,20 +104,36 @@ def misread_globals():
             ("wg", 29, "workgroup", "the workgroup")):
         meant = study.as_text(os.fsencode(study.setting("info", key))[:limit])
         read = run("testparm", "-s", f"--parameter-name={parameter}",
-                   study.ROOT / "etc/samba/smb.conf", errors="surrogateescape").stdout
+                   errors="surrogateescape").stdout
         variables = key == "string" and re.search("%[A-Zadhijmtvw]", meant)
-        if f"\n{meant}\n" not in f"\n{read}\n" or variables or meant.strip('"') != meant:
+        shown = meant if key == "string" else meant.upper()  # as Samba spells it
+        if f"\n{shown}\n" not in f"\n{read}\n" or variables or meant.strip('"') != meant:
             found.append(study.Misreading(about, False, read[-100:]))
     return found
 
 
+def misread_root(settings, shares):
+    """The root of DFS, which everybody may read."""
+    root = lambda key: study.setting("msdfs", "msdfs_root_" + key)
+    if study.setting("msdfs", "msdfs_function") != "on" or root("as_link") == "on":
+        return []
+    got, folder = live_samba.access(settings, None, root("name")[:59])
+    exposes = any(got > share.right(None, None) and
+                  inside(os.path.normpath(share.folder), folder) for share in shares)
+    if exposes or got == NOTHING:
+        return [study.Misreading(root("name")[:59], exposes, folder)]
+    return []
+
+
 def misreadings():
     people, shares = People(), meant_shares()
-    found = misread_globals()
+    found = []
     with live_samba.served() as started:
         if not started:
             return [study.Misreading("does not start", False, "")]
+        found += misread_globals()
         settings = live_samba.client()
+        found += misread_root(settings, shares)
         # The list of shares takes a second: it is not asked for plain texts.
         texts = [share.client_name + share.comment for share in shares]
         plain = all(re.fullmatch(r"(\w| \w)*", text + study.setting("info", "string"), re.A)
@@ -125,9 +141,10 @@ def misreadings():
         listed = {share.client_name: share.shown for share in shares} if plain else (
             live_samba.comments())
         if listed is None:
-            found.append(study.Misreading("no client can list any share", False, ""))
+            found.append(study.Misreading("can list the shares", False, ""))
         for share in shares:
-            if not share.served:
+            there = os.fsencode(f"{study.ROOT}{os.path.normpath(share.folder)}")
+            if not share.served or not os.path.isdir(there):
                 continue
             wrong = {}
             exposes = False
@@ -135,7 +152,8 @@ def misreadings():
                 meant = share.right(people, person)
                 got, folder = live_samba.access(settings, person, share.client_name)
                 same = not folder or (folder == os.path.normpath(share.folder) and
-                                      not {".", ".."} & set(share.folder.split("/")))
+                                      not {".", ".."} & set(share.folder.split("/")) and
+                                      (share.usb or share.name.strip("/")))
                 if got != meant or not same:
                     wrong[person] = (meant, got, folder)
                 exposes = exposes or got > meant

@@ -12,13 +12,13 @@ import unittest
 
 import appliance
 import intent
+import live_ftp
 import study
 from appliance import ETC, MNT, PEOPLE, run
 from known import KNOWN, as_known, refusals
 
 REFUSALS = refusals("proftpd", "-v")
 CONFIGURATION = ETC / "proftpd/proftpd.conf"
-BASE = {name: (ETC / name).read_bytes().splitlines(True) for name in ("passwd", "group")}
 
 
 def edit_refused_lines():
@@ -132,8 +132,8 @@ class Checked(unittest.TestCase):
 
 
 PEOPLE_FILES = {
-    "etc/passwd": "".join(f"{name}:x:{number}:{group}::/mnt:/bin/sh\n" for number, (name, group) in
-                          enumerate({"alice": 100, "bob": 100, "carol": 700, "guest": 100}.items(), 2001)),
+    "etc/passwd": "".join(f"{name}:x:{group + 1000}:{group}::/mnt:/bin/sh\n" for name, group in
+                          {"alice": 100, "bob": 101, "carol": 700, "guest": 102}.items()),
     "etc/group": "hdusers:x:100:\nstaff:x:500:alice,bob\nfinance:x:501:alice\nprimary:x:700:\n",
 }
 # Lines that let people into a folder that is closed otherwise.
@@ -195,27 +195,31 @@ LIMITS = [  # each pair is a <Limit> of the folder
 ]
 # Paths of <Directory> sections, in the order of the file, below a volume of their own each.
 PATHS = [
-    ["s"], ["s/"], ["s//"], ["/s"], ["./s"], ["s/.."], ["."], ["s*"], ["?"], ["[st]"], ["[s"], ["s]"],
-    ["[!s]"], [r"a\b"], ["a\\"], ["a b"], ['"a b"'], ['a"b'], ["#a"], ["a>"], ["%u"], ["%u*"], ["%p"],
-    ["%{env:NOTHING}"], ["%{env:HOME"], ["~"], ["*"], ["S"], ["s", "s/"], ["s*", "sx"], ["sx", "s*"],
-    ["s", "*"], ["*", "s"], ["[a-s]*", "s", "s/x"], ["%u", "alice"], ["", "s/x"],
+    ["s"], ["s/"], ["s//"], ["/s"], ["./s"], ["s/.."], ["."], ["s*"], ["?"], ["[st]"], ["[s"],
+    ["s]"], ["[!s]"], [r"a\b"], ["a\\"], ["a b"], ['"a b"'], ['a"b'], ["#a"], ["a>"], ["%u"],
+    ["%u*"], ["%p"], ["%{env:NOTHING}"], ["%{env:HOME"], ["~"], ["*"], ["S"], ["s", "s/"],
+    ["s*", "sx"], ["sx", "s*"], ["s", "*"], ["*", "s"], ["[a-s]*", "s", "s/x"], ["%u", "alice"],
+    ["", "s/x"],
 ]
-FOLDERS = ["s", "s/x", "sx", "t", "[st]", "[s", "s]", r"a\b", "ab", "a\\", "a b", "a", 'a"b', "#a", "a>",
+FOLDERS = ["s/x", "sx", "t", "[st]", "[s", "s]", r"a\b", "ab", "a\\", "a b", "a", 'a"b', "#a", "a>",
            "%u", "%p", "alice", "bob", "S", "~", "%{env:HOME", "%{env:NOTHING}"]
 REFUSED = [  # what the server does not start with
-    "AllowUser\n", "NoSuchDirective\n", "<Directory v>\n</Directory>\n", "<Directory>\n</Directory>\n",
-    "<Directory /mnt/a #b>\n</Directory>\n", "<Directory /mnt/a\n</Directory>\n", "</Limit>\n",
+    "AllowUser\n", "NoSuchDirective\n", "</Limit>\n", "<Directory v>\n</Directory>\n",
+    "<Directory>\n</Directory>\n", "<Directory /mnt/a #b>\n</Directory>\n",
+    "<Directory /mnt/a\n</Directory>\n",
     2 * "<Directory /mnt/a>\nUmask 0\n</Directory>\n", "<Directory /mnt/a>\n",
     "".join(f"<Directory /mnt/{path}>\nUmask 0\n</Directory>\n" for path in ("a b", "a")),
     "<Limit ALL>\nDenyAll\n", "<Limit ALL>\nAllowUser\n</Limit>\n", "<Limit>\n</Limit>\n",
-    "<Limit ALL>\nAllowUser #alice\n</Limit>\n", "<Limit ALL>\nAllowUser alice\\\n</Limit>\n</Directory>\n",
+    "<Limit ALL>\nAllowUser #alice\n</Limit>\n",
+    "<Limit ALL>\nAllowUser alice\\\n</Limit>\n<Limit READ>\n</Limit>\n",
     "<Limit ALL>\nAllowUser regex [\n</Limit>\n", "<Limit ALL>\nAllowUser regex a b\n</Limit>\n",
     "<Limit ALL>\nOrder allow\n</Limit>\n", "<Limit ALL>\nDenyAll now\n</Limit>\n",
     "<Limit ALL>\nAllowUser " + "x" * 4087 + "\n</Limit>\n", "<IfModule mod_none.c>\n",
 ]
 ACCEPTED = [
-    "<Limit ALL>\nAllowUser " + "x" * 4086 + "\n</Limit>\n", "<Global>\n</Global>\n", "deferWelcome off\n",
-    "<IfModule mod_none.c>\nNoSuchDirective\n</IfModule>\n", "# NoSuchDirective \\\n", "\\\nPort 21\n",
+    "<Limit ALL>\nAllowUser " + "x" * 4086 + "\n</Limit>\n", "<Global>\n</Global>\n",
+    "<IfModule mod_none.c>\nNoSuchDirective\n</IfModule>\n", "# NoSuchDirective \\\n",
+    "\\\nPort 21\n", "deferWelcome off\n",
     "<Anonymous /mnt>\n" + 2 * "<Directory /mnt/a>\nUmask 0\n</Directory>\n" + "</Anonymous>\n",
     2 * "<Directory /mnt/a>\n</Directory>\n",
 ]
@@ -223,6 +227,11 @@ ACCEPTED = [
 
 def access():
     return pathlib.Path(os.environ["TAVROGEN"]).with_name("tavrogen-access")
+
+
+def shown(path):
+    """A path as the report shows it: bytes that are no UTF-8 become U+FFFD."""
+    return re.sub("[\udc80-\udcff]", "\ufffd", study.as_text(path))
 
 
 def section(path, limits):
@@ -233,65 +242,21 @@ def section(path, limits):
 class ReadBack(unittest.TestCase):
     """tavrogen-access says what the server really gives."""
 
-    def setUp(self):
-        (ETC / "pam.d/ftp").write_text("".join(  # any password will do
-            f"{kind} required pam_permit.so\n" for kind in ("auth", "account", "session")))
-        (ETC / "ftpusers").unlink(missing_ok=True)
-
-    def install(self, server_file):
-        """Gives the private machine the server's file, the people and the folders of ROOT."""
-        lines = server_file.decode(errors="surrogateescape").split("\n")
-        accepted = [REFUSALS.get(as_known(line, REFUSALS), [line])[0] for line in lines]
-        CONFIGURATION.write_bytes("\n".join(accepted).encode(errors="surrogateescape"))
-        for name in ("passwd", "group"):
-            own = (study.ROOT / "etc" / name).read_bytes()
-            taken = {line.split(b":")[0] for line in own.splitlines()}
-            (ETC / name).write_bytes(own + b"".join(
-                line for line in BASE[name] if line.split(b":")[0] not in taken))
-        run("find", MNT, "-mindepth", "1", "-delete")
-        shutil.copytree(bytes(study.ROOT / "mnt"), bytes(MNT), dirs_exist_ok=True)
-        for folder, _, _ in os.walk(bytes(MNT)):
-            os.chmod(folder, 0o777)
-            with open(folder + b"/marker", "wb") as marker:
-                marker.write(b"kept")
-
-    def granted(self, session, folder):
-        def done(action, *arguments):
-            try:
-                action(*arguments)
-                return True
-            except (ftplib.error_perm, ftplib.error_temp):
-                return False
-
-        content = io.BytesIO()
-        below = folder.removeprefix(bytes(MNT)).decode("latin-1")
-        done(session.retrbinary, f"RETR {below}/marker", content.write)
-        stored = done(session.storbinary, f"STOR {below}/new", io.BytesIO(b"new"))
-        if stored:
-            os.unlink(folder + b"/new")
-        return (content.getvalue() == b"kept", stored)
-
     def differences(self, people):
         """The cells of the report on ROOT that are not what a login gives."""
         said = json.loads(run(access(), "--json", "--root", study.ROOT).stdout)
-        reported = {row["folder"]: cell for row in said["folders"] for cell in row["rights"]
+        reported = {row["folder"]: {"anonymous": cell["guests"], **cell["people"]}
+                    for row in said["folders"] for cell in row["rights"]
                     if {"name": "FTP"} in cell["services"]}
-        folders = [folder for folder, _, _ in os.walk(bytes(MNT))  # as far as the report goes
-                   if folder.count(b"/") in (2, 3) and b"\r" not in folder]
+        # To write without reading is told as writing.
+        told = {"none": [(False, False)], "read": [(True, False)],
+                "write": [(True, True), (False, True)]}
         different = []
-        with appliance.service("proftpd", "--nodaemon", "--config", str(CONFIGURATION),
-                               ready=lambda: appliance.answers(21)):
-            for person in people:
-                with ftplib.FTP("127.0.0.1", timeout=20, encoding="latin-1") as session:
-                    session.login(person, "any")
-                    for folder in folders:
-                        got = self.granted(session, folder)
-                        cell = reported.get(study.as_text(folder), {})
-                        right = cell.get("guests") if person == "anonymous" else cell.get("people", {}).get(person)
-                        # To write without reading is told as writing.
-                        told = {"read": [(True, False)], "write": [(True, True), (False, True)]}
-                        if got not in told.get(right, [(False, False)]):
-                            different.append((person, folder, got, right))
+        for person, rights in live_ftp.rights(people, live_ftp.folders()).items():
+            for folder, right in rights.items():
+                cell = reported.get(shown(folder), {}).get(person, "none")
+                if right not in told[cell]:
+                    different.append((person, folder, right, cell))
         return different
 
     def edit(self, *sections):
@@ -305,7 +270,6 @@ class ReadBack(unittest.TestCase):
         server_file.write_text("DefaultRoot /mnt\nUser nobody\nGroup nogroup\nAuthPAMConfig ftp\n"
                                "AuthOrder mod_auth_pam.c* mod_auth_unix.c\n" +
                                "".join(sections), newline="")
-        return server_file.read_bytes()
 
     def make_folders(self, names):
         for name in names:
@@ -314,10 +278,10 @@ class ReadBack(unittest.TestCase):
     def test_lists_and_limits(self):
         rules = [[("ALL", "DenyAll\n" + line.replace(r"\n", "\n").replace(r"\r", "\r"))]
                  for line in LISTS] + LIMITS
-        server_file = self.edit(*(section(f"/mnt/rules/{number}", limits)
-                                  for number, limits in enumerate(rules)))
+        self.edit(*(section(f"/mnt/rules/{number}", limits)
+                    for number, limits in enumerate(rules)))
         self.make_folders(f"rules/{number}" for number in range(len(rules)))
-        self.install(server_file)
+        live_ftp.move_in()
         found = [(person, rules[int(pathlib.Path(os.fsdecode(folder)).name)], *rest)
                  for person, folder, *rest in self.differences(["alice", "bob", "carol"])]
         self.assertEqual(found, [])
@@ -331,37 +295,49 @@ class ReadBack(unittest.TestCase):
                 blocks += [section(f'"/mnt/{number}/{path[1:]}' if path.startswith('"') else
                                    f"/mnt/{number}/{path}", limits)
                            for path, limits in zip(paths, bodies)]
-            server_file = self.edit(around, *blocks, "<Anonymous /mnt>\nUser guest\n",
-                                    *blocks, "</Anonymous>\n")
+            self.edit(around, *blocks, "<Anonymous /mnt>\nUser guest\n", *blocks, "</Anonymous>\n")
             self.make_folders(f"{number}/{folder}" for number in range(len(PATHS))
-                              for folder in FOLDERS if "/" not in folder)
-            self.make_folders(f"{number}/s/x" for number in range(len(PATHS)))
-            self.install(server_file)
+                              for folder in FOLDERS)
+            live_ftp.move_in()
             found = [(PATHS[int(folder.split(b"/")[2])], person, folder, *rest)
                      for person, folder, *rest in self.differences(["alice", "guest"])]
             self.assertEqual(found, [])
 
+    def test_logins(self):
+        self.edit("<Limit LOGIN>\nDenyUser bob,root\n</Limit>\n<Anonymous /mnt>\nUser guest\n"
+                  "UserAlias anonymous guest\n<Limit LOGIN>\nDenyAll\n</Limit>\n</Anonymous>\n")
+        self.make_folders(["volume"])
+        live_ftp.move_in()
+        self.assertEqual(self.differences(["alice", "bob", "guest", "anonymous"]), [])
+
     def test_what_the_server_refuses(self):
         for lines in REFUSED + ACCEPTED:
-            server_file = self.edit(lines)
-            CONFIGURATION.write_bytes(server_file)
-            starts = run("proftpd", "--configtest", "--config", CONFIGURATION).returncode == 0
+            self.edit(lines)
+            (study.ROOT / "mnt").mkdir()
+            live_ftp.move_in()
             said = json.loads(run(access(), "--json", "--root", study.ROOT).stdout)
-            self.assertEqual([starts, not said["notes"]], [lines in ACCEPTED] * 2, lines)
+            self.assertEqual([live_ftp.starts(), not said["notes"]], [lines in ACCEPTED] * 2, lines)
 
-    def test_drawn_appliances(self):
-        for kind, seed in itertools.product(["plain", "plausible", "wild"], range(8)):
+    def write_example(self):
+        appliance.write_configuration()
+        shutil.rmtree(study.ROOT, ignore_errors=True)
+        shutil.copytree(appliance.ROOT, study.ROOT)
+        (study.ROOT / "mnt/array1/mixed").mkdir()
+        (study.ROOT / "etc/passwd").write_text("".join(
+            f"{name}:x:{number}:100::/mnt:/bin/sh\n"
+            for number, name in enumerate(["admin", "guest", *PEOPLE], 2001)))
+
+    def test_the_example_and_drawn_appliances(self):
+        for kind, seed in [("example", 0),
+                           *itertools.product(["plain", "plausible", "wild"], range(8))]:
             with self.subTest(kind=kind, seed=seed):
-                study.write_drawn(kind, seed, "proftpd")
-                server_file = (study.ROOT / "etc/proftpd/proftpd.conf").read_bytes()
-                self.install(server_file)
-                passwd = (study.ROOT / "etc/passwd").read_text().splitlines()
-                people = [line.split(":")[0] for line in passwd[1:]]
-                if b"<Anonymous" in server_file:
-                    people.append("anonymous")
-                started = run("proftpd", "--configtest", "--config", CONFIGURATION).returncode == 0
-                if started:
-                    self.assertEqual(self.differences(people), [])
+                if kind == "example":
+                    self.write_example()
+                else:
+                    study.write_drawn(kind, seed, "proftpd")
+                live_ftp.move_in()
+                if live_ftp.starts():
+                    self.assertEqual(self.differences(live_ftp.people()), [])
                 else:
                     said = json.loads(run(access(), "--json", "--root", study.ROOT).stdout)
                     self.assertNotEqual(said["notes"], [])
