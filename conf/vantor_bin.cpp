@@ -150,7 +150,8 @@ Text target_of(const char* path) {
 }
 
 void write_text(FILE* out, std::string_view text) {
-    fwrite(text.data(), 1, text.size(), out);
+    if (!text.empty())  // of an empty file there are no bytes, not even at NULL
+        fwrite(text.data(), 1, text.size(), out);
 }
 
 // Writes the content with one pair stored.

@@ -6,8 +6,8 @@
 namespace {
 
 // The findings about FTP, without the folder of their files.
-std::string ftp_findings(const Root& appliance) {
-    FILE* pipe = popen((LINT " --root " + appliance.at("/").string()).c_str(), "r");
+std::string ftp_findings(const Root& root) {
+    FILE* pipe = popen((LINT " --root " + root.at("/").string()).c_str(), "r");
     std::string all;
     char piece[4096];
     while (const size_t got = fread(piece, 1, sizeof piece, pipe))
@@ -112,29 +112,29 @@ TEST(FtpLint, NamesWhatTheServerMisreads) {
          "everyone may read, also without an account", "the folder is no share"},
     };
     for (const auto& row : rows) {
-        Root appliance;
+        Root root;
         std::string crew = "crew:x:502:worker";
         for (int number = 100; number < 700; ++number)
             crew += ",worker" + std::to_string(number);
-        appliance.write("/etc/group",
-                        "hdusers:x:100:admin,guest,alice\nstaff:x:500:alice,bob\n"
-                        "finance:x:501:alice\n" +
-                            crew + "\n");
+        root.write("/etc/group",
+                   "hdusers:x:100:admin,guest,alice\nstaff:x:500:alice,bob\n"
+                   "finance:x:501:alice\n" +
+                       crew + "\n");
         std::string passwd = "dave:x:1000:500::/:/bin/sh\n";
         for (const std::string name : {"admin", "guest", "alice", "bob", "carol"})
             passwd += name + ":x:1000:101::/:/bin/sh\n";
-        appliance.write("/etc/passwd", passwd);
-        appliance.write("usbshareinfo", "");
+        root.write("/etc/passwd", passwd);
+        root.write("usbshareinfo", "");
         const std::string by_all = "<>1<>1<>1<>", by_ftp_alone = "<>0<>0<>1<>";
         std::string shares = row.shares;
         for (size_t at = 0; (at = shares.find(by_all, at)) != std::string::npos;)
             shares.replace(at, by_all.size(), by_ftp_alone);
-        appliance.write("shareinfo", shares);
+        root.write("shareinfo", shares);
         if (row.change.ends_with('\n'))
-            appliance.write(row.file, row.change);
+            root.write(row.file, row.change);
         else if (!row.change.empty())
-            appliance.change(row.file, row.change);
-        const std::string found = ftp_findings(appliance);
+            root.change(row.file, row.change);
+        const std::string found = ftp_findings(root);
         const std::string what = row.shares + row.change + "\n" + found;
         EXPECT_TRUE(found.starts_with(row.place)) << what;
         EXPECT_TRUE(has(found, row.who)) << what;

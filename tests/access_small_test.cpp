@@ -15,8 +15,8 @@ Outcome shell(const std::string& command) {
 }
 
 // The findings that are about a service.
-std::string findings(const Root& appliance, const std::string& service) {
-    const std::string all = shell(LINT " --root " + appliance.at("/").string()).out;
+std::string findings(const Root& root, const std::string& service) {
+    const std::string all = shell(LINT " --root " + root.at("/").string()).out;
     std::string found;
     for (size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
         const std::string line = all.substr(at, all.find('\n', at) + 1 - at);
@@ -58,14 +58,14 @@ TEST(AppleVolumes, AreReadAsTheServerReadsThem) {
         {"comments", "\n#/mnt/array1/a a", "everyone rw, without an account rw"},
     };
     for (const auto& row : rows) {
-        Root appliance;
-        appliance.write("/etc/passwd", passwd);
-        appliance.write("/etc/group", groups);
-        appliance.write("shareinfo", open_share("a"));
-        appliance.write("/etc/atalk/AppleVolumes.default",
-                        ":DEFAULT: options:usedots\n/mnt/array1/a" + row.volumes + "\n");
-        appliance.write("/etc/atalk/afpd.conf", "- -uamlist uams_guest.so,uams_dhx.so\n");
-        const std::string report = shell(ACCESS " --root " + appliance.at("/").string()).out;
+        Root root;
+        root.write("/etc/passwd", passwd);
+        root.write("/etc/group", groups);
+        root.write("shareinfo", open_share("a"));
+        root.write("/etc/atalk/AppleVolumes.default",
+                   ":DEFAULT: options:usedots\n/mnt/array1/a" + row.volumes + "\n");
+        root.write("/etc/atalk/afpd.conf", "- -uamlist uams_guest.so,uams_dhx.so\n");
+        const std::string report = shell(ACCESS " --root " + root.at("/").string()).out;
         const std::string line = "    AppleTalk            ";
         EXPECT_EQ(part(report, line, "\n"), line + row.rights + "\n") << row.rule << "\n" << report;
     }
@@ -96,12 +96,12 @@ TEST(AppleVolumes, OddSharesAreNamed) {
         {"a<><><>all<>all<>all<>all<>0<>1\n", "shareinfo:1: AppleTalk: exposes: a line without a "},
     };
     for (const auto& row : rows) {
-        Root appliance;
-        appliance.write("/etc/passwd", passwd);
-        appliance.write("/etc/group", groups);
-        appliance.write("usbshareinfo", "");
-        appliance.write("shareinfo", row.shares);
-        const std::string found = findings(appliance, "AppleTalk");
+        Root root;
+        root.write("/etc/passwd", passwd);
+        root.write("/etc/group", groups);
+        root.write("usbshareinfo", "");
+        root.write("shareinfo", row.shares);
+        const std::string found = findings(root, "AppleTalk");
         EXPECT_EQ(found.empty(), row.finding.empty()) << row.shares << found;
         EXPECT_TRUE(has(found, row.finding)) << row.shares << found;
     }
@@ -140,9 +140,9 @@ TEST(IscsiTargets, OddValuesAreNamed) {
         {"iscsi_disks1", disk + "initiators.allow=all", "all may not use it: "},
     };
     for (const auto& row : rows) {
-        Root appliance;
-        appliance.change(row.file, row.change);
-        const std::string found = findings(appliance, "iSCSI");
+        Root root;
+        root.change(row.file, row.change);
+        const std::string found = findings(root, "iSCSI");
         EXPECT_EQ(found.empty(), row.finding.empty()) << row.change << "\n" << found;
         EXPECT_TRUE(has(found, row.finding)) << row.change << "\n" << found;
     }

@@ -18,12 +18,12 @@ Outcome shell(const std::string& command) {
     return outcome;
 }
 
-Outcome access(const Root& appliance, const std::string& arguments = "") {
-    return shell(ACCESS " --root " + appliance.at("/").string() + " " + arguments);
+Outcome access(const Root& root, const std::string& arguments = "") {
+    return shell(ACCESS " --root " + root.at("/").string() + " " + arguments);
 }
 
-Outcome lint(const Root& appliance, const std::string& arguments = "") {
-    return shell(LINT " --root " + appliance.at("/").string() + " " + arguments);
+Outcome lint(const Root& root, const std::string& arguments = "") {
+    return shell(LINT " --root " + root.at("/").string() + " " + arguments);
 }
 
 // The example appliance as its last run left it.
@@ -49,7 +49,7 @@ TEST(Access, ReadsTheFilesAsTheyStand) {
     const std::string listed = "valid users = bob,@studio,alice,@finance\n";
     ASSERT_TRUE(has(text, listed));
     text.replace(text.find(listed), listed.size(), "valid users = bob, dave\n");
-    // By a link that holds inside the root alone, as on the appliance.
+    // By a link that holds inside the root alone, as on the root.
     example.remove("/etc/samba");
     example.write("/srv/samba/smb.conf", text);
     std::filesystem::create_symlink("/../srv/samba", example.at("/etc/samba"));
@@ -100,18 +100,18 @@ TEST(Access, KnowsThePeople) {
         {passwd, "ad", "NORTH+ivan: bob:staff carol:main "},
     };
     for (const auto& row : rows) {
-        Root appliance;
-        appliance.write("shareinfo", lists);
-        appliance.write("usbshareinfo", "");
-        appliance.write("/etc/group", groups);
+        Root root;
+        root.write("shareinfo", lists);
+        root.write("usbshareinfo", "");
+        root.write("/etc/group", groups);
         if (!row.passwd.empty())
-            appliance.write("/etc/passwd", row.passwd);
-        appliance.change("info", "domain=" + row.domain);
+            root.write("/etc/passwd", row.passwd);
+        root.change("info", "domain=" + row.domain);
         const std::string names =
             "import json, sys\n"
             "for one in json.load(sys.stdin)[\"people\"]:\n"
             " print(one[\"name\"], \",\".join(one[\"groups\"]), sep=\":\", end=\" \")";
-        EXPECT_EQ(access(appliance, "--json | python3 -c '" + names + "'").out, row.people);
+        EXPECT_EQ(access(root, "--json | python3 -c '" + names + "'").out, row.people);
     }
 }
 
@@ -173,10 +173,10 @@ TEST(Lint, FindsNothingInSoundSettings) {
 // What each service makes of odd values is tested beside its reader. Here: worst first, one
 // finding for one cause, and the choice of them.
 TEST(Lint, NamesTheWorstFirstAndEachCauseOnce) {
-    Root appliance;
-    appliance.change("info", "syslog_forward=on;syslog_forward_target=");
-    appliance.write("shareinfo", Share{"docs", "bob"}.line() + Share{"my files", "bob"}.line());
-    const Outcome all = lint(appliance);
+    Root root;
+    root.change("info", "syslog_forward=on;syslog_forward_target=");
+    root.write("shareinfo", Share{"docs", "bob"}.line() + Share{"my files", "bob"}.line());
+    const Outcome all = lint(root);
     EXPECT_EQ(all.status, 1);
     const std::string blank = lines_with(all.out, "/etc/korvel/shareinfo:2: ");
     EXPECT_TRUE(has(blank, "shareinfo:2: FTP, AppleTalk: exposes: my files: ")) << all.out;
@@ -184,14 +184,14 @@ TEST(Lint, NamesTheWorstFirstAndEachCauseOnce) {
     EXPECT_TRUE(all.out.starts_with(blank));
     EXPECT_EQ(part(blank, "\n", "\n"), "") << "one cause, several findings";
     EXPECT_TRUE(has(all.out, "\n/etc/korvel/info:24: syslog: breaks: ")) << all.out;
-    EXPECT_EQ(lint(appliance, "--at-least exposes").out, blank);
-    appliance.write("shareinfo", Share{"docs", "bob"}.line());
-    EXPECT_EQ(lint(appliance, "--at-least stops").status, 0);
-    EXPECT_EQ(lint(appliance, "--at-least looks").status, 1);
+    EXPECT_EQ(lint(root, "--at-least exposes").out, blank);
+    root.write("shareinfo", Share{"docs", "bob"}.line());
+    EXPECT_EQ(lint(root, "--at-least stops").status, 0);
+    EXPECT_EQ(lint(root, "--at-least looks").status, 1);
 }
 
 TEST(Lint, HasAStatusForTrouble) {
-    Root appliance;
+    Root root;
     const struct {
         std::string arguments, says;
         int status;
@@ -203,18 +203,18 @@ TEST(Lint, HasAStatusForTrouble) {
         {"word", "usage: tavrogen-lint", 2},
     };
     for (const auto& row : rows) {
-        const Outcome outcome = lint(appliance, row.arguments);
+        const Outcome outcome = lint(root, row.arguments);
         EXPECT_EQ(outcome.status, row.status) << row.arguments;
         EXPECT_TRUE(has(outcome.out, row.says)) << row.arguments << "\n" << outcome.out;
     }
-    appliance.remove("msdfs");
-    EXPECT_EQ(lint(appliance).status, 0);
-    appliance.obstruct("msdfs");
-    EXPECT_EQ(lint(appliance).out, "tavrogen-lint: cannot read " + appliance.at("msdfs").string() +
-                                       ": Is a directory\n");
-    appliance.remove("msdfs");
-    appliance.remove("shareinfo");
-    EXPECT_EQ(lint(appliance).status, 2);
+    root.remove("msdfs");
+    EXPECT_EQ(lint(root).status, 0);
+    root.obstruct("msdfs");
+    EXPECT_EQ(lint(root).out,
+              "tavrogen-lint: cannot read " + root.at("msdfs").string() + ": Is a directory\n");
+    root.remove("msdfs");
+    root.remove("shareinfo");
+    EXPECT_EQ(lint(root).status, 2);
 }
 
 // The companions run the program's writers in memory: the result must be that of a real run.
@@ -232,7 +232,7 @@ TEST(Lint, WritesNothing) {
 }
 
 TEST(Access, TakesLessThanASecondForAThousandShares) {
-    Root appliance;
+    Root root;
     std::string groups, lists, passwd;
     for (int number = 0; number < 200; ++number) {
         const std::string name = "user" + std::to_string(number);
@@ -249,13 +249,13 @@ TEST(Access, TakesLessThanASecondForAThousandShares) {
                   numbered("team", 1), numbered("user", 7), numbered("@team", 9)}
                 .line();
     }
-    appliance.write("/etc/passwd", passwd);
-    appliance.write("/etc/group", groups);
-    appliance.write("shareinfo", lists);
-    EXPECT_EQ(appliance.run("-c samba -c proftpd -c atalk -c nfs").status, 0);
+    root.write("/etc/passwd", passwd);
+    root.write("/etc/group", groups);
+    root.write("shareinfo", lists);
+    EXPECT_EQ(root.run("-c samba -c proftpd -c atalk -c nfs").status, 0);
     rusage before, after;
     getrusage(RUSAGE_CHILDREN, &before);
-    const std::string report = access(appliance).out;
+    const std::string report = access(root).out;
     getrusage(RUSAGE_CHILDREN, &after);
     EXPECT_EQ(part(report, "share999 ", "rw"),
               "share999  /mnt/array1/share999\n"

@@ -52,18 +52,6 @@ string output_of(const string& command) {
     return text;
 }
 
-string part(const string& text, const string& begin, const string& end) {
-    const size_t first = text.find(begin);
-    const size_t last = first == text.npos ? first : text.find(end, first + begin.size());
-    return last == text.npos ? "" : text.substr(first, last + end.size() - first);
-}
-
-void missing(const string& program) {
-    if (getenv("CI") != nullptr)
-        FAIL() << program << " is not installed";
-    GTEST_SKIP() << program << " is not installed";
-}
-
 bool has(const string& text, const string& words) {
     return text.find(words) != text.npos;
 }
@@ -82,6 +70,18 @@ string lines_with(const string& text, const string& word) {
     for (const string& line : lines_of(text))
         found += line.starts_with(word) ? line : "";
     return found;
+}
+
+string part(const string& text, const string& begin, const string& end) {
+    const size_t from = text.find(begin);
+    const size_t to = from == text.npos ? from : text.find(end, from + begin.size());
+    return to == text.npos ? "" : text.substr(from, to + end.size() - from);
+}
+
+void missing(const string& program) {
+    if (getenv("CI") != nullptr)
+        FAIL() << program << " is not installed";
+    GTEST_SKIP() << program << " is not installed";
 }
 
 // The text with a number for each address: in the order in which an action names them, since what

@@ -131,13 +131,6 @@ std::string quoted(const std::string& text);
 // What a shell command prints.
 std::string output_of(const std::string& command);
 
-// The part of a text from the first `begin` on up to the next `end`, both included; empty where
-// there is none.
-std::string part(const std::string& text, const std::string& begin, const std::string& end);
-
-// Skips a test for the lack of a program, which in CI must not be lacking.
-void missing(const std::string& program);
-
 // True where the text has the words in it.
 bool has(const std::string& text, const std::string& words);
 
@@ -146,6 +139,13 @@ std::vector<std::string> lines_of(const std::string& text);
 
 // The lines of a text that begin with a word.
 std::string lines_with(const std::string& text, const std::string& word);
+
+// The part of a text from the first `begin` on up to the next `end`, both included; empty where
+// there is none.
+std::string part(const std::string& text, const std::string& begin, const std::string& end);
+
+// Skips a test for the lack of a program, which in CI must not be lacking.
+void missing(const std::string& program);
 
 // The value of a variable of the environment.
 std::string environment(const char* name, const std::string& otherwise = "");

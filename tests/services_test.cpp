@@ -20,7 +20,7 @@ TEST(AllServices, WriteWholeFilesInEveryMode) {
 }
 
 static const string host = "nineteen-letters-on.example.net";
-static const string eth0 = "02:00:5e:10:00:0a,192.0.2.10/24";
+static const string eth0 = "02:00:5e:10:00:01,192.0.2.10/24";
 
 TEST(AllServices, WriteWholeFilesFromRichSettings) {
     const struct {
@@ -42,7 +42,7 @@ TEST(AllServices, WriteWholeFilesFromRichSettings) {
     };
     for (const auto& row : rows) {
         Root root(row.models);
-        root.host = host;
+        root.host = row.name == "example" ? "morvista-nas.example.net" : host;
         root.eth0 = eth0;
         root.change("info", row.settings);
         root.expect_outcome(row.behaviour, "-d " + row.level + " " + every, row.name);

@@ -4,6 +4,7 @@
 #include "conf/load_config.h"
 #include "conf/vantor_bin.h"
 #include "include/debug.h"
+#include "tests/private_mounts.h"
 #include "util/grep_file.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
@@ -15,7 +16,6 @@
 #include <functional>
 #include <set>
 #include <string>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -274,12 +274,7 @@ TEST_F(Files, AShareListIsDumped) {
 class Loaders : public testing::Test {
   protected:
     void SetUp() override {
-        const string user = std::to_string(geteuid());
-        const bool is_root = user == "0";
-        ASSERT_EQ(unshare(is_root ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER), 0);
-        if (!is_root)
-            std::ofstream("/proc/self/uid_map") << "0 " + user + " 1";
-        ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+        ASSERT_TRUE(enter_private_mounts());
         ASSERT_EQ(mount("tmpfs", "/etc", "tmpfs", 0, nullptr), 0);
         ASSERT_EQ(mkdir("/etc/korvel", 0777), 0);
     }

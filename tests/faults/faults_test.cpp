@@ -1,16 +1,14 @@
 // What the program does when its surroundings fail it: no room, no permission, odd files, streams
 // that nobody reads, hostile settings, another run at the same time.
 #include "tests/faults/outputs.h"
+#include "tests/private_mounts.h"
 #include "tests/root.h"
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <fstream>
 #include <random>
 #include <regex>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -20,19 +18,6 @@ namespace fs = std::filesystem;
 using std::string;
 
 static const string smb_conf = "/etc/samba/smb.conf";
-
-// Gives this process mounts of its own; as an ordinary user, as root of a user namespace.
-static void enter_private_mounts() {
-    const string user = std::to_string(geteuid()), group = std::to_string(getegid());
-    const bool is_root = user == "0";
-    ASSERT_EQ(unshare(is_root ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER), 0);
-    if (!is_root) {
-        std::ofstream("/proc/self/setgroups") << "deny";
-        std::ofstream("/proc/self/uid_map") << "0 " + user + " 1";
-        std::ofstream("/proc/self/gid_map") << "0 " + group + " 1";
-    }
-    ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-}
 
 // Shares for files of some size.
 static string many_shares(int count) {
@@ -93,7 +78,7 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
          },
          255, "cannot open /etc/samba/smb.conf\n"},
     };
-    enter_private_mounts();
+    ASSERT_TRUE(enter_private_mounts());
     for (const auto& row : rows) {
         Root root;
         row.disturb(root);
@@ -108,7 +93,7 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
 }
 
 TEST(Faults, AFullDiskLeavesAnEmptyFile) {
-    enter_private_mounts();
+    ASSERT_TRUE(enter_private_mounts());
     Root root;
     const fs::path samba = root.at("/etc/samba");
     ASSERT_EQ(mount("tmpfs", samba.c_str(), "tmpfs", 0, "nr_blocks=1"), 0);
@@ -243,7 +228,7 @@ struct Pair {
     Root first, second;
 
     Pair() {
-        enter_private_mounts();
+        EXPECT_TRUE(enter_private_mounts());
         EXPECT_EQ(
             mount(first.at("/etc").c_str(), second.at("/etc").c_str(), nullptr, MS_BIND, nullptr),
             0);
