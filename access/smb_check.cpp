@@ -185,7 +185,9 @@ class Check {
                    smb::fold(smb::name_of(server_, *access.share, smb::guest_account())) !=
                        smb::fold(written.name)) {
             add(Effect::breaks, share.file, share.line,
-                share.name + ": clients see another name, which leads nowhere", odd_name(share));
+                share.name + ": clients see another name, which leads nowhere",
+                share.usb ? Cause{"the name has a quotation mark at its end", "rename it without"}
+                          : odd_name(share));
         }
         if (access.share == nullptr)
             return;
