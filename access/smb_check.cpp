@@ -185,7 +185,9 @@ class Check {
                    smb::fold(smb::name_of(server_, *access.share, smb::guest_account())) !=
                        smb::fold(written.name)) {
             add(Effect::breaks, share.file, share.line,
-                share.name + ": clients see another name, which leads nowhere", odd_name(share));
+                share.name + ": clients see another name, which leads nowhere",
+                share.usb ? Cause{"the name has a quotation mark at its end", "rename it without"}
+                          : odd_name(share));
         }
         if (access.share == nullptr)
             return;
@@ -286,7 +288,7 @@ class Check {
         const smb::Share& share = server_.shares[*section->share];
         const bool found = smb::access_by(server_, written.name, nobody, true).share != nullptr;
         if (found || (share.path.empty() && share.msdfs_proxy.empty())) {
-            const bool linked = written.folder.empty() && !path.line;
+            const bool linked = setting(machine_, msdfs_file, "msdfs_root_as_link").value == "on";
             return {{found ? "the root of DFS is the folder " + quoted(path.value)
                            : "the root of DFS has neither a folder nor a target",
                      "give it a folder of its own"},

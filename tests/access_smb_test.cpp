@@ -155,6 +155,9 @@ TEST(SmbLint, NamesWhatSambaMisreads) {
          "msdfs:3: SMB: exposes: dfs: ", "anyone without an account gets into a",
          "the root of DFS is the folder"},
         {a, "msdfs",
+         "msdfs_function=on\nmsdfs_root_as_link=on\nmsdfs_root_name=d\nmsdfs_link1_name=l\n",
+         "msdfs: SMB: breaks: d: ", "everyone may not read", "neither a folder nor a target"},
+        {a, "msdfs",
          "msdfs_function=on\nmsdfs_root_as_link=on\nmsdfs_root_name=d\nmsdfs_link1_name=l\n"
          "msdfs_link1_unc1=\\\\x\\y\\\n",
          "msdfs:5: SMB: breaks: ", "info: everyone may not", "ends in a backslash"},
