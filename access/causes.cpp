@@ -70,7 +70,7 @@ Cause names_nobody(const Machine&, const IntendedShare& share, size_t list) {
 
 Cause has_odd_member(const Machine& machine, const IntendedShare& share, size_t list) {
     for (const std::string& name : names_in(share.lists[list]))
-        if (const Cause odd = odd_member(machine, list, name); !odd.text.empty())
+        if (Cause odd = odd_member(machine, list, name); !odd.text.empty())
             return odd;
     return {};
 }

@@ -361,7 +361,8 @@ std::string plain_path(const std::string& path) {
 std::string folder_of(const Server& server, const Share& share, const Person& person) {
     if (share.path.empty() || !share.msdfs_proxy.empty())
         return "";  // a link to another server
-    return plain_path(unquoted(expand(server, share.path, person, &share)));
+    const std::string path = unquoted(expand(server, share.path, person, &share));
+    return path.empty() ? unknown : plain_path(path);  // quotation marks alone are no folder
 }
 
 }  // namespace rights::smb

@@ -82,6 +82,7 @@ TEST(SmbConf, IsReadAsSambaReadsIt) {
         {"a line without a value", a + "valid users\n", "everyone rw"},
         {"blanks in a path", "[a]\npath = /mnt/array1/x  y\n", none},
         {"parts of a path", "[a]\npath = \"/mnt//array1/x/.././a\"\n", "everyone r"},
+        {"marks for a path", "[a]\npath = \"\"\n", none},
         {"variables of a path", "[a]\npath = /mnt/array1/%S\n", "everyone r"},
         {"a folder for each", "[a]\npath = /mnt/array1/%u\n", none},
         {"a printer", a + "printable = yes\n", none},

@@ -71,8 +71,7 @@ static bool is_mark(char byte) {
     return byte == '@' || byte == '"';
 }
 
-// Writes the items of a list into `to`, which may be the list itself where nothing is added: for
-// users without a domain.
+// Writes the items of a list into `to`, in the form of their kind.
 static void shape_items(char* to, const char* from, int kind) {
     constexpr ptrdiff_t longest_part = 127;  // of a domain account: the domain, and the name
     const char* const start = to;
@@ -108,10 +107,6 @@ static void shape_items(char* to, const char* from, int kind) {
 int VntSambaFormatShaper(char** list, int kind) {
     if (*list == nullptr || !is_set(*list) || (kind != user_list && kind != group_list))
         return 1;
-    if (kind == user_list && strchr(*list, '+') == nullptr) {  // nothing is added
-        shape_items(*list, *list, kind);
-        return 0;
-    }
     // An item of one byte and its comma become five bytes at most.
     auto* shaped = static_cast<char*>(malloc(strlen(*list) * 5 / 2 + 3));
     if (shaped == nullptr) {

@@ -9,8 +9,12 @@ import shutil
 import appliance
 import study
 from appliance import ETC, MNT, run
+from known import refusals
 
 CONFIGURATION = ETC / "proftpd/proftpd.conf"
+# Debian 13 has some of the server's modules apart.
+MODULES = "".join(f"{instead}\n" for instead, _ in refusals("proftpd", "-v").values()
+                  if instead.startswith("LoadModule"))
 SYSTEM = {name: (ETC / name).read_bytes().splitlines(True) for name in ("passwd", "group")}
 
 
@@ -22,8 +26,8 @@ def move_in():
         f"{kind} required pam_permit.so\n" for kind in ("auth", "account", "session")))
     (ETC / "ftpusers").unlink(missing_ok=True)
     server_file = (study.ROOT / "etc/proftpd/proftpd.conf").read_bytes()
-    CONFIGURATION.write_bytes(
-        re.sub(rb"(?m)^Charset(Local|Remote) .*|(?<=^  </Limit) READ(?=>$)", b"", server_file))
+    CONFIGURATION.write_bytes(MODULES.encode() + re.sub(
+        rb"(?m)^Charset(Local|Remote) .*|(?<=^  </Limit) READ(?=>$)", b"", server_file))
     for name, lines in SYSTEM.items():
         own = (study.ROOT / "etc" / name).read_bytes()
         taken = {field for line in own.splitlines() for field in line.split(b":")[0:3:2]}

@@ -179,9 +179,11 @@ def main():
         study.write_drawn(kind, seed, "samba")
         said = study.findings("SMB")
         tally.add(f"{kind} {seed}", misreadings(), said)
-    for case in tally.wrong:
-        print(os.fsencode(case).decode("utf-8", "backslashreplace"))
-    print(kind, tally)
+        for case in tally.wrong:
+            print(os.fsencode(case).decode("utf-8", "backslashreplace"))
+        tally.wrong.clear()
+        print(f"{kind} {first} to {seed}: {tally}", end="\n" if seed == last - 1 else "\r",
+              flush=True)
 
 
 if __name__ == "__main__":

@@ -21,8 +21,8 @@ class LogHosts:
     """This machine with many addresses, and a socket for each of them and of two ports."""
 
     def __init__(self):
-        for address in ADDRESSES:
-            run("ip", "address", "add", address, "dev", "lo")
+        for address in ADDRESSES:  # an IPv6 address cannot be bound before it is known as unique
+            run("ip", "address", "add", address, "dev", "lo", *["nodad"] * (":" in address))
         with open(ETC / "hosts", "a") as hosts:
             hosts.write(f"192.0.2.50 {' '.join(NAMES)}\n")
         (ETC / "rsyslog.conf").write_text(
