@@ -7,7 +7,7 @@ namespace {
 
 // The findings about FTP, without the folder of their files.
 std::string ftp_findings(const Root& root) {
-    FILE* pipe = popen((LINT " --root " + root.at("/").string()).c_str(), "r");
+    FILE* pipe = popen((LINT " --root '" + root.at("/").string() + "'").c_str(), "r");
     std::string all;
     char piece[4096];
     while (const size_t got = fread(piece, 1, sizeof piece, pipe))

@@ -16,7 +16,7 @@ Outcome shell(const std::string& command) {
 
 // The findings that are about a service.
 std::string findings(const Root& root, const std::string& service) {
-    const std::string all = shell(LINT " --root " + root.at("/").string()).out;
+    const std::string all = shell(LINT " --root '" + root.at("/").string() + "'").out;
     std::string found;
     for (size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
         const std::string line = all.substr(at, all.find('\n', at) + 1 - at);
@@ -65,7 +65,7 @@ TEST(AppleVolumes, AreReadAsTheServerReadsThem) {
         root.write("/etc/atalk/AppleVolumes.default",
                    ":DEFAULT: options:usedots\n/mnt/array1/a" + row.volumes + "\n");
         root.write("/etc/atalk/afpd.conf", "- -uamlist uams_guest.so,uams_dhx.so\n");
-        const std::string report = shell(ACCESS " --root " + root.at("/").string()).out;
+        const std::string report = shell(ACCESS " --root '" + root.at("/").string() + "'").out;
         const std::string line = "    AppleTalk            ";
         EXPECT_EQ(part(report, line, "\n"), line + row.rights + "\n") << row.rule << "\n" << report;
     }

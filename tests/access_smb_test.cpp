@@ -6,7 +6,7 @@ namespace {
 
 // The findings about SMB alone, without the folder of their files.
 std::string smb_findings(const Root& appliance) {
-    const std::string all = output_of(LINT " --root " + appliance.at("/").string());
+    const std::string all = output_of(LINT " --root '" + appliance.at("/").string() + "'");
     std::string found;
     for (size_t at = 0; at < all.size(); at = all.find('\n', at) + 1) {
         const std::string line = all.substr(at, all.find('\n', at) + 1 - at);
@@ -94,7 +94,7 @@ TEST(SmbConf, IsReadAsSambaReadsIt) {
         Root appliance;
         with_people(appliance).write("shareinfo", share_of("alice", "a"));
         appliance.write("/etc/samba/smb.conf", "[global]\n" + row.text);
-        const std::string report = output_of(ACCESS " --root " + appliance.at("/").string());
+        const std::string report = output_of(ACCESS " --root '" + appliance.at("/").string() + "'");
         const std::string told = "a  /mnt/array1/a\n    SMB                  " + row.rights + "\n";
         EXPECT_TRUE(has(report, told)) << row.rule << "\n" << report;
     }

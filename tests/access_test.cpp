@@ -19,11 +19,11 @@ Outcome shell(const std::string& command) {
 }
 
 Outcome access(const Root& root, const std::string& arguments = "") {
-    return shell(ACCESS " --root " + root.at("/").string() + " " + arguments);
+    return shell(ACCESS " --root '" + root.at("/").string() + "'" + " " + arguments);
 }
 
 Outcome lint(const Root& root, const std::string& arguments = "") {
-    return shell(LINT " --root " + root.at("/").string() + " " + arguments);
+    return shell(LINT " --root '" + root.at("/").string() + "'" + " " + arguments);
 }
 
 // The example appliance as its last run left it.
