@@ -350,6 +350,7 @@ TEST_F(Loaders, TellHowTheyHaveEnded) {
     fail_allocation(2);
     EXPECT_EQ(load_groupinfo(&groups, &count), -1);
     fail_allocation(0);
+    close_groupinfo(&groups);
     SHARE_INFO shares;
     OFFLINE offline;
     EXPECT_EQ(load_shareinfo(&shares), -1);
