@@ -19,11 +19,11 @@ Outcome shell(const std::string& command) {
 }
 
 Outcome access(const Root& root, const std::string& arguments = "") {
-    return shell(ACCESS " --root '" + root.at("/").string() + "'" + " " + arguments);
+    return shell(ACCESS " --root '" + root.at("/").string() + "' " + arguments);
 }
 
 Outcome lint(const Root& root, const std::string& arguments = "") {
-    return shell(LINT " --root '" + root.at("/").string() + "'" + " " + arguments);
+    return shell(LINT " --root '" + root.at("/").string() + "' " + arguments);
 }
 
 // The example appliance as its last run left it.
@@ -65,7 +65,7 @@ TEST(Access, ReadsTheFilesAsTheyStand) {
 TEST(Access, ShowsWhoGainsAndWhoLoses) {
     const Example before;
     Example after;
-    const std::string since = "--before " + before.at("/").string();
+    const std::string since = "--before '" + before.at("/").string() + "'";
     EXPECT_EQ(access(after, since).out, "");
     std::string conf = after.read("/etc/proftpd/proftpd.conf");
     const std::string denied = "    DenyUser bob\n    DenyGroup studio\n";
@@ -119,7 +119,7 @@ TEST(Access, WritesValidPages) {
     if (shell("command -v tidy").status != 0)
         return missing("tidy");
     Example example;
-    const auto page = example.at("/page.html").string();
+    const std::string page = "'" + example.at("/page.html").string() + "'";
     const std::string odd = open_share("&\"\x1b\xe9\xc3\xa9") + Share{"x'", "eve"}.line();
     example.write("shareinfo", example.read("shareinfo") + odd);
     std::string crowd = example.read("/etc/group") + "crowd:x:700:";
