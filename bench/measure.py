@@ -260,7 +260,8 @@ def build(machine):
     folder = "build-bench-arm" if machine == "arm" else "build-bench"
     subprocess.run(["cmake", "--preset", preset, "-B", folder, "-DTAVROGEN_BENCH=ON",
                     "-DBUILD_TESTING=OFF"], cwd=TOP, check=True, stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", folder, "-j2"], cwd=TOP, check=True, stdout=sys.stderr)
+    subprocess.run(["cmake", "--build", folder, "-j2", "--target", "bench_all"], cwd=TOP,
+                   check=True, stdout=sys.stderr)
     return TOP / folder
 
 
