@@ -120,7 +120,11 @@ Root::Root(const Models& models) {
 }
 
 Root::~Root() {
-    fs::remove_all(folder_);
+    // A sandbox that has been left waiting may still be clearing up: then once more.
+    std::error_code failure;
+    do
+        fs::remove_all(folder_, failure);
+    while (failure == std::errc::no_such_file_or_directory);
 }
 
 fs::path Root::at(const string& path) const {
