@@ -23,12 +23,12 @@ DIST=$scratch scripts/package
 copy="$scratch/another path"
 mkdir "$copy"
 tar -c --exclude='./build*' --exclude=./dist --exclude=./.git . | tar -x -C "$copy"
-(umask 077 && TZ=Asia/Tokyo DIST=$copy "$copy/scripts/package" >/dev/null)
-
+(umask 077 && TZ=Asia/Tokyo DIST=$copy "$copy/scripts/package" release >/dev/null)
 native=$(dpkg --print-architecture)
+cmp "$scratch"/tavrogen_*_"$native".deb "$copy"/tavrogen_*.deb
+
 for architecture in "$native" armhf armel; do
     root=$scratch/$architecture
-    cmp "$scratch"/tavrogen_*_"$architecture".deb "$copy"/tavrogen_*_"$architecture".deb
     mkdir -p "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/info"
     touch "$root/var/lib/dpkg/status" "$root/var/lib/dpkg/available"
     dpkg --root="$root" --log=/dev/null --force-architecture --force-not-root \
