@@ -49,8 +49,6 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
          [](Root& root) { link("no/dir", root.at("/etc/exports")); }, 255, no_exports},
         {"a link to itself", "-c nfs", [](Root& root) { link("exports", root.at("/etc/exports")); },
          255, no_exports},
-        {"a pipe in the place of an output", "-c nfs",
-         [](Root& root) { make_pipe(root.at("/etc/exports")); }, 255, no_exports},
         {"the folder of an output is missing", "-c samba -c nfs",
          [](Root& root) { fs::remove_all(root.at("/etc/samba")); }, 0,
          "cannot open /etc/samba/smb.conf\n", exports},

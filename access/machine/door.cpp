@@ -1,6 +1,6 @@
 // The program's door to the system, as the companions have it: what its loaders read comes from an
 // appliance's root, what its writers write stays in memory, and what it says is not shown.
-#include "access/door.h"
+#include "access/machine/door.h"
 
 #include "base/messages.h"
 #include "base/os.h"
@@ -19,8 +19,8 @@ void trace(int, const char*, ...) {}
 
 namespace {
 
-const rights::Machine* machine;      // that the writers run for
-std::map<std::string, int> outputs;  // by their paths: files in memory
+const tavrogen::access::Machine* machine;  // that the writers run for
+std::map<std::string, int> outputs;        // by their paths: files in memory
 
 }  // namespace
 
@@ -50,7 +50,7 @@ void get_host_name(char* name, size_t size) {
     name[host.copy(name, std::min(length, size - 1))] = '\0';
 }
 
-namespace rights {
+namespace tavrogen::access {
 
 std::map<std::string, std::string> run_writers(const Machine& on) {
     machine = &on;
@@ -74,4 +74,4 @@ std::map<std::string, std::string> run_writers(const Machine& on) {
     return written;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access
