@@ -6,8 +6,8 @@
 #include <getopt.h>
 #include <string.h>
 
-using rights::Machine;
-using rights::Report;
+using tavrogen::access::Machine;
+using tavrogen::access::Report;
 
 namespace {
 
@@ -76,7 +76,7 @@ int complain(const std::string& what, const char* why) {
 }
 
 std::string title_of(const Machine& machine) {
-    const auto host = rights::lines_of(machine.file("/etc/hostname").value_or(""));
+    const auto host = tavrogen::access::lines_of(machine.file("/etc/hostname").value_or(""));
     return "Who may do what" + (host.empty() ? "" : " on " + host.front());
 }
 
@@ -94,8 +94,8 @@ bool is_readable(const Machine& machine) {
     for (const char* path :
          {"/etc/samba/smb.conf", "/etc/proftpd/proftpd.conf", "/etc/atalk/AppleVolumes.default",
           "/etc/atalk/afpd.conf", "/etc/exports", "/etc/ietd.conf", "/etc/initiators.allow",
-          "/etc/initiators.deny", rights::share_file, rights::usb_share_file, "/etc/passwd",
-          "/etc/group"})
+          "/etc/initiators.deny", tavrogen::access::share_file, tavrogen::access::usb_share_file,
+          "/etc/passwd", "/etc/group"})
         if (!machine.file(path) && errno != ENOENT) {
             complain(path, strerror(errno));
             return false;
@@ -115,8 +115,9 @@ int show(const Options& options) {
     if (!is_appliance(machine))
         return trouble;
     for (const std::string& user : options.users)
-        if (std::none_of(machine.people().begin(), machine.people().end(),
-                         [&](const rights::Person& person) { return person.name == user; }))
+        if (std::none_of(
+                machine.people().begin(), machine.people().end(),
+                [&](const tavrogen::access::Person& person) { return person.name == user; }))
             return complain(user, "no such account");
     const Report report = make_report(machine, options.users);
     if (!options.before.empty()) {

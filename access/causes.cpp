@@ -1,11 +1,11 @@
 // Names what is odd about a share's settings, in the same words for all services, so that the
 // findings of one cause can be joined.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <strings.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -130,4 +130,4 @@ Cause odd_name(const IntendedShare& share) {
     return {};
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

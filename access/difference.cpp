@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -85,4 +85,4 @@ int print_difference(const Report& before, const Report& after, FILE* out) {
     return static_cast<int>(gained.size() + lost.size());
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -1,5 +1,5 @@
 // tavrogen-lint: names each setting that tavrogen writes faithfully and a service misreads.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <errno.h>
@@ -8,9 +8,9 @@
 #include <string.h>
 #include <tuple>
 
-using rights::Effect;
-using rights::Finding;
-using rights::Machine;
+using tavrogen::access::Effect;
+using tavrogen::access::Finding;
+using tavrogen::access::Machine;
 
 namespace {
 
@@ -113,9 +113,9 @@ auto cause_of(const Finding& finding) {
 // The findings of all services, those of one cause joined, worst first.
 std::vector<Joined> find_all(const Machine& machine) {
     using Check = std::vector<Finding>(const Machine&);
-    static constexpr Check* checks[] = {rights::check_smb,   rights::check_ftp,
-                                        rights::check_atalk, rights::check_nfs,
-                                        rights::check_iscsi, rights::check_syslog};
+    static constexpr Check* checks[] = {
+        tavrogen::access::check_smb, tavrogen::access::check_ftp,   tavrogen::access::check_atalk,
+        tavrogen::access::check_nfs, tavrogen::access::check_iscsi, tavrogen::access::check_syslog};
     const Machine settings = machine.after_run();
     std::vector<Joined> all;
     for (Check* check : checks)
@@ -137,12 +137,12 @@ std::vector<Joined> find_all(const Machine& machine) {
     return all;
 }
 
-using Services = std::set<rights::Service>;
+using Services = std::set<tavrogen::access::Service>;
 
 std::string in_words(const Services& services) {
     std::string words;
-    for (const rights::Service service : services)
-        words += (words.empty() ? "" : ", ") + std::string(rights::name_of(service));
+    for (const tavrogen::access::Service service : services)
+        words += (words.empty() ? "" : ", ") + std::string(tavrogen::access::name_of(service));
     return words;
 }
 
@@ -179,7 +179,8 @@ void print(const Joined& joined) {
     const std::string text =
         in_words(services) + ": " + effects[static_cast<int>(joined.effect())] + ": " +
         who_in_words(joined) + ": " + first.cause + (first.cure.empty() ? "" : ", ") + first.cure;
-    printf("%s%s: %s\n", first.file.c_str(), line.c_str(), rights::printable(text, stdout).c_str());
+    printf("%s%s: %s\n", first.file.c_str(), line.c_str(),
+           tavrogen::access::printable(text, stdout).c_str());
 }
 
 int lint(const Options& options) {

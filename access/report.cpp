@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -224,4 +224,4 @@ std::string in_words(const std::vector<Giver>& givers) {
     return words;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

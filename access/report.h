@@ -1,11 +1,11 @@
 // The report: every folder that a service gives, and what each service gives of it to whom.
 #pragma once
 
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <stdio.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 // A service that gives a folder.
 struct Giver {
@@ -66,4 +66,4 @@ void print_json(const Report& report, FILE* out);
 // Who gains and who loses what, one line each; returns the number of lines.
 int print_difference(const Report& before, const Report& after, FILE* out);
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -224,4 +224,4 @@ void print_html(const Report& report, const std::string& title, FILE* out) {
     Page(report, out).print(title);
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

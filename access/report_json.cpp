@@ -1,7 +1,7 @@
 // The report as JSON (RFC 8259).
 #include "access/report.h"
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -80,4 +80,4 @@ void print_json(const Report& report, FILE* out) {
             rows.c_str(), notes.c_str());
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -1,7 +1,7 @@
 // The report as text for a terminal.
 #include "access/report.h"
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -61,4 +61,4 @@ void print_text(const Report& report, FILE* out) {
     }
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

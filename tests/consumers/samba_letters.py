@@ -1,4 +1,4 @@
-"""Prints access/smb_letters.inc: the upper-case letters that Samba folds, asked of its library."""
+"""Prints access/services/smb_letters.inc: the upper-case letters that Samba folds, asked of its library."""
 import ctypes
 
 LAST = 0x10ffff

@@ -134,7 +134,7 @@ class Reported(unittest.TestCase):
                     self.compare()
 
     def test_letters_are_compared_as_samba_compares_them(self):
-        written = appliance.SOURCE / "access/smb_letters.inc"
+        written = appliance.SOURCE / "access/services/smb_letters.inc"
         self.assertEqual(written.read_text(), samba_letters.text())
 
 

@@ -1,13 +1,13 @@
 // What the appliance's settings mean: who may read and write which share, by which services.
 //
 // Reads the settings by itself and knows nothing of how the program or the services say it.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include "base/text.h"
 
 #include <algorithm>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -167,4 +167,4 @@ std::vector<IntendedShare> intended_shares(const Machine& machine) {
     return shares;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -1,12 +1,12 @@
 // Runs the program's own writers in memory.
 #pragma once
 
-#include "access/model.h"
+#include "access/machine/model.h"
 
-namespace rights {
+namespace tavrogen::access {
 
 // What a run of all writers on that machine would write: paths and bytes. Files that could not be
 // opened there are written, too. Not for two threads at once.
 std::map<std::string, std::string> run_writers(const Machine& on);
 
-}  // namespace rights
+}  // namespace tavrogen::access

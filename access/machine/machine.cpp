@@ -1,6 +1,6 @@
 // An appliance's files, found inside its root, and the people that they name.
-#include "access/door.h"
-#include "access/model.h"
+#include "access/machine/door.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <dirent.h>
@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 const char* name_of(Service service) {
     static constexpr const char* names[] = {"SMB", "FTP", "AppleTalk", "NFS", "iSCSI", "syslog"};
@@ -318,4 +318,4 @@ Machine Machine::after_run() const {
     return after;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

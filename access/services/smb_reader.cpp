@@ -1,11 +1,11 @@
 // Reads /etc/samba/smb.conf back as Samba does: who gets which share with which rights.
-#include "access/model.h"
-#include "access/smb_conf.h"
+#include "access/machine/model.h"
+#include "access/services/smb_conf.h"
 
 #include <algorithm>
 #include <stdlib.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace smb {
 
@@ -166,4 +166,4 @@ Reading read_smb_conf(const Machine& machine) {
     return reading;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -1,10 +1,10 @@
 // Compares what Samba gives with what the settings mean.
-#include "access/model.h"
-#include "access/smb_written.h"
+#include "access/machine/model.h"
+#include "access/services/smb_written.h"
 
 #include <algorithm>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -405,4 +405,4 @@ std::vector<Finding> check_smb(const Machine& settings) {
     return Check(settings).findings();
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -1,7 +1,7 @@
 // How Samba compares names: its table of letters, and which bytes it takes for letters.
-#include "access/smb_conf.h"
+#include "access/services/smb_conf.h"
 
-namespace rights::smb {
+namespace tavrogen::access::smb {
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr struct {
     unsigned step;
     int offset;
 } upper_case[] = {
-#include "access/smb_letters.inc"
+#include "access/services/smb_letters.inc"
 };
 
 unsigned lower_case(unsigned letter) {
@@ -89,4 +89,4 @@ bool is_utf8(std::string_view text) {
     return true;
 }
 
-}  // namespace rights::smb
+}  // namespace tavrogen::access::smb

@@ -2,14 +2,14 @@
 //
 // The rules are those of its documentation (the pages "Configuring <Limits>" and "Configuring a
 // <Directory>"); where it is silent, "Live:" marks what logins to the server show.
-#include "access/ftp.h"
+#include "access/services/ftp.h"
 
 #include <algorithm>
 #include <fnmatch.h>
 #include <regex.h>
 #include <strings.h>
 
-namespace rights::ftp {
+namespace tavrogen::access::ftp {
 
 namespace {
 
@@ -347,4 +347,4 @@ std::vector<std::string> Server::paths() const {
     return paths;
 }
 
-}  // namespace rights::ftp
+}  // namespace tavrogen::access::ftp

@@ -1,12 +1,12 @@
 // Reads /etc/syslog.conf back as rsyslogd does. Rules without a source of their own are from
 // rsyslog.conf(5); those on forwarding from the documentation of the module omfwd.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <stdlib.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -191,4 +191,4 @@ std::vector<Finding> check_syslog(const Machine& settings) {
     return findings;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

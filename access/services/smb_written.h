@@ -2,10 +2,10 @@
 // has become of its lines in Samba's eyes.
 #pragma once
 
-#include "access/model.h"
-#include "access/smb_conf.h"
+#include "access/machine/model.h"
+#include "access/services/smb_conf.h"
 
-namespace rights::smb {
+namespace tavrogen::access::smb {
 
 constexpr char info_file[] = "/etc/korvel/info";
 constexpr char msdfs_file[] = "/etc/korvel/msdfs";
@@ -47,4 +47,4 @@ struct WrittenConf {
 // The section that a share's lines have come to; NULL when Samba takes its header for none.
 const Section* section_of(const Server& server, const Written& share);
 
-}  // namespace rights::smb
+}  // namespace tavrogen::access::smb

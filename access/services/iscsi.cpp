@@ -1,6 +1,6 @@
 // Reads /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny back as the iSCSI Enterprise
 // Target does: ietd.conf(5), and the notes in its samples of the initiators' files.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -8,7 +8,7 @@
 #include <string.h>
 #include <strings.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -343,4 +343,4 @@ std::vector<Finding> check_iscsi(const Machine& settings) {
     return IscsiCheck(settings).run();
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

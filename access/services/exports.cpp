@@ -1,6 +1,6 @@
 // Reads /etc/exports back as exportfs(8) of nfs-utils does. Rules without a source of their own are
 // from exports(5).
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -9,7 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -478,4 +478,4 @@ std::vector<Finding> check_nfs(const Machine& settings) {
     return NfsCheck(settings).run();
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

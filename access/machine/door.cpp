@@ -1,6 +1,6 @@
 // The program's door to the system, as the companions have it: what its loaders read comes from an
 // appliance's root, what its writers write stays in memory, and what it says is not shown.
-#include "access/door.h"
+#include "access/machine/door.h"
 
 #include "base/messages.h"
 #include "base/os.h"
@@ -19,8 +19,8 @@ void trace(int, const char*, ...) {}
 
 namespace {
 
-const rights::Machine* machine;      // that the writers run for
-std::map<std::string, int> outputs;  // by their paths: files in memory
+const tavrogen::access::Machine* machine;  // that the writers run for
+std::map<std::string, int> outputs;        // by their paths: files in memory
 
 }  // namespace
 
@@ -58,7 +58,7 @@ int lock_folder(const char*, int) {
     return -1;  // nothing is stored here
 }
 
-namespace rights {
+namespace tavrogen::access {
 
 std::map<std::string, std::string> run_writers(const Machine& on) {
     machine = &on;
@@ -82,4 +82,4 @@ std::map<std::string, std::string> run_writers(const Machine& on) {
     return written;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

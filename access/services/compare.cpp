@@ -1,9 +1,9 @@
 // Sets what a service gives against what is meant, and says it in words.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <map>
 
-namespace rights {
+namespace tavrogen::access {
 
 std::string in_words(const Machine& machine, const std::vector<size_t>& people) {
     constexpr size_t shown = 6;
@@ -57,4 +57,4 @@ std::optional<Finding> compare(const Machine& machine, const IntendedShare& shar
     return finding;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

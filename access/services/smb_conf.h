@@ -5,9 +5,9 @@
 // under another name by the "username map", and what a domain's controller knows of names.
 #pragma once
 
-#include "access/model.h"
+#include "access/machine/model.h"
 
-namespace rights::smb {
+namespace tavrogen::access::smb {
 
 // A name as Samba compares it: in lower case, by Samba's own table. Nothing for bytes that are no
 // UTF-8: all such names are one name to Samba.
@@ -82,4 +82,4 @@ bool may_list(const Server& server, const Person& person, bool is_guest = false)
 // Whom Samba takes somebody without an account for.
 Person guest_account();
 
-}  // namespace rights::smb
+}  // namespace tavrogen::access::smb

@@ -1,9 +1,9 @@
 // Texts as they can be shown.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <unistd.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -55,4 +55,4 @@ std::string printable(const std::string& text, FILE* out) {
     return shown;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -1,11 +1,11 @@
 // proftpd.conf as Debian 12's proftpd 1.3.8 understands it: sections, limits and whom they let in.
 #pragma once
 
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <memory>
 
-namespace rights::ftp {
+namespace tavrogen::access::ftp {
 
 // A line "AllowUser a,b" or its like, inside a <Limit>.
 struct Rule {
@@ -86,4 +86,4 @@ class Server {
     std::vector<Remark> errors_;
 };
 
-}  // namespace rights::ftp
+}  // namespace tavrogen::access::ftp

@@ -1,10 +1,10 @@
 // Reads /etc/samba/smb.conf by the rules of smb.conf(5), FILE FORMAT, and where the page is silent
 // or wrong (as on blanks in section names and values) by those that Samba 4.17 was seen to keep.
-#include "access/smb_conf.h"
+#include "access/services/smb_conf.h"
 
 #include <algorithm>
 
-namespace rights::smb {
+namespace tavrogen::access::smb {
 
 namespace {
 
@@ -365,4 +365,4 @@ std::string folder_of(const Server& server, const Share& share, const Person& pe
     return path.empty() ? unknown : plain_path(path);  // quotation marks alone are no folder
 }
 
-}  // namespace rights::smb
+}  // namespace tavrogen::access::smb

@@ -1,9 +1,9 @@
 // Finds the program's own shares and those of the lists in the smb.conf that it has written.
-#include "access/smb_written.h"
+#include "access/services/smb_written.h"
 
 #include <algorithm>
 
-namespace rights::smb {
+namespace tavrogen::access::smb {
 
 namespace {
 
@@ -115,4 +115,4 @@ const Section* section_of(const Server& server, const Written& share) {
     return at != server.sections.end() && at->line == share.line ? &*at : nullptr;
 }
 
-}  // namespace rights::smb
+}  // namespace tavrogen::access::smb

@@ -1,12 +1,12 @@
 // Reads /etc/atalk/AppleVolumes.default back as afpd of Netatalk 2.0 does: AppleVolumes.default(5),
 // and afpd.conf(5) for guests.
-#include "access/model.h"
+#include "access/machine/model.h"
 
 #include <algorithm>
 #include <limits.h>
 #include <strings.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -415,4 +415,4 @@ std::vector<Finding> check_atalk(const Machine& settings) {
     return AtalkCheck(settings).run();
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

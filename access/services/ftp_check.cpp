@@ -1,10 +1,10 @@
 // Compares what the FTP server gives with what the settings mean.
-#include "access/ftp.h"
+#include "access/services/ftp.h"
 
 #include <algorithm>
 #include <strings.h>
 
-namespace rights {
+namespace tavrogen::access {
 
 namespace {
 
@@ -395,4 +395,4 @@ std::vector<Finding> check_ftp(const Machine& settings) {
     return text ? Checker(settings, *text).check() : std::vector<Finding>();
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace rights {
+namespace tavrogen::access {
 
 enum class Right : unsigned char { none, read, write };  // write includes read
 
@@ -236,4 +236,4 @@ std::vector<Finding> check_nfs(const Machine& settings);
 std::vector<Finding> check_iscsi(const Machine& settings);
 std::vector<Finding> check_syslog(const Machine& settings);
 
-}  // namespace rights
+}  // namespace tavrogen::access

@@ -2,14 +2,14 @@
 //
 // The rules are those of its documentation (the pages "Configuring ProFTPD" and "Directives");
 // where it is silent, "Live:" marks what the server shows.
-#include "access/ftp.h"
+#include "access/services/ftp.h"
 
 #include <algorithm>
 #include <regex.h>
 #include <string.h>
 #include <strings.h>
 
-namespace rights::ftp {
+namespace tavrogen::access::ftp {
 
 namespace {
 
@@ -418,4 +418,4 @@ Server::Server(const std::string& text) {
     Parser(this).parse(text);
 }
 
-}  // namespace rights::ftp
+}  // namespace tavrogen::access::ftp

@@ -1,9 +1,9 @@
 // Reads /etc/proftpd/proftpd.conf back as the FTP server does.
-#include "access/ftp.h"
+#include "access/services/ftp.h"
 
 #include <algorithm>
 
-namespace rights {
+namespace tavrogen::access {
 
 static Right right_of(const ftp::Given& given) {
     return given.write ? Right::write : given.read ? Right::read : Right::none;
@@ -38,4 +38,4 @@ Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>
     return reading;
 }
 
-}  // namespace rights
+}  // namespace tavrogen::access
