@@ -24,8 +24,10 @@ int main(int, char** argv) {
             close(number);
         if (option == "size")
             setrlimit(RLIMIT_FSIZE, &limit);
-        if (option == "files")
+        if (option == "files") {
+            closefrom(3);  // those that the test has inherited
             setrlimit(RLIMIT_NOFILE, &limit);
+        }
         if (option == "stack")
             setrlimit(RLIMIT_STACK, &limit);
         if (option == "seconds")
