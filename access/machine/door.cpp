@@ -6,6 +6,7 @@
 #include "base/os.h"
 #include "writers/writers.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>

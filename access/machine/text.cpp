@@ -1,6 +1,7 @@
 // Texts as they can be shown.
 #include "access/machine/model.h"
 
+#include <algorithm>
 #include <unistd.h>
 
 namespace tavrogen::access {
