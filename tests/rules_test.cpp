@@ -54,10 +54,9 @@ using Blocks = std::map<string, Lines>;
 
 // A line in its own bytes, or the lines of the block that it names; all after the mark.
 static Lines expanded(const string& mark, const string& line, const Blocks& blocks) {
-    const size_t blank = line.find(' ');
-    const auto block = line.starts_with('{') && line.ends_with('}')
-                           ? blocks.find(line.substr(1, blank - 1))
-                           : blocks.end();
+    const size_t blank = std::min(line.find_first_of(" }"), line.size());
+    const auto block =
+        line.starts_with('{') ? blocks.find(line.substr(1, blank - 1)) : blocks.end();
     if (block == blocks.end())
         return {mark + unescaped(line)};
     Lines lines;
@@ -122,35 +121,6 @@ static const std::vector<Rule>& all_rules() {
     return all;
 }
 
-static const std::map<string, Lines> list_fields = {
-    {"shareinfo",
-     {"name", "volume", "comment", "rw_users", "rw_groups", "ro_users", "ro_groups", "smb", "atalk",
-      "ftp", "rsync", "text", "read_only", "trashbox", "flag", "value"}},
-    {"offlinefile", {"name", "enabled", "policy"}},
-    {"shareinfo.hidden", {"name", "enabled"}},
-    {"shareinfo.vfs", {"name", "trash", "audit", "nfs"}},
-};
-
-// Changes fields of each line of a list that begins with the name.
-static void change_list(Root& root, const string& file, const string& name, const string& fields) {
-    const Lines& names = list_fields.at(file == "usbshareinfo" ? "shareinfo" : file);
-    string text;
-    for (string line : lines_of(root.read(file))) {
-        std::istringstream changes(line.starts_with(name + "<>") ? fields : "");
-        for (string change; getline(changes, change, ';');) {
-            const size_t equals = change.find('=');
-            const auto field = std::find(names.begin(), names.end(), change.substr(0, equals));
-            ASSERT_NE(field, names.end()) << change;
-            size_t at = 0;
-            for (auto before = names.begin(); before != field; ++before)
-                at = line.find("<>", at) + 2;
-            line.replace(at, line.find("<>", at) - at, change.substr(equals + 1));
-        }
-        text += line;
-    }
-    root.write(file, text);
-}
-
 // Makes the changes of a rule. Returns its arguments.
 static string arrange(Root& root, const Rule& rule) {
     string arguments = rule.arguments;
@@ -187,10 +157,10 @@ static string arrange(Root& root, const Rule& rule) {
             root.write(word, root.read(word) + unescaped(rest + "\n"));
         } else if (path == "only") {
             root.write(word, unescaped(rest + "\n"));
-        } else if (list_fields.contains(word) || word == "usbshareinfo") {
-            change_list(root, word, path, unescaped(rest));
+        } else if (rest.empty()) {
+            root.change(word, unescaped(path));
         } else {
-            root.change(word, unescaped(all));
+            root.change(word, path, unescaped(rest));
         }
     }
     return arguments;
