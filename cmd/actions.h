@@ -1,4 +1,4 @@
-// The actions of the command line that are not a writer or the directory scan.
+// The actions of -c, -i and -m, the banner and the usage.
 #pragma once
 
 // Prints the banner line, or the usage text, to standard output.

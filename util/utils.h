@@ -27,20 +27,3 @@ int VntSambaFormatShaper(char** list, int kind);
 // The charset name of a code page for Samba and the FTP server: a constant. Reported on standard
 // output at every call.
 const char* IconvCodeCharset(int codepage);
-
-// Calls visit(item) for each item of a comma list that is not empty; items are terminated in
-// place, one at a time.
-template <class Visit>
-void for_each_item(char* list, Visit visit) {
-    while (*list != '\0') {
-        char* end = list;
-        while (*end != '\0' && *end != ',')
-            ++end;
-        const char separator = *end;
-        *end = '\0';
-        if (end != list)
-            visit(list);
-        *end = separator;
-        list = separator == '\0' ? end : end + 1;
-    }
-}

@@ -1,11 +1,11 @@
 // Writes /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny.
+#include "base/c_string.h"
 #include "base/messages.h"
 #include "base/os.h"
 #include "base/output.h"
-#include "base/text.h"
 #include "conf/load_config.h"
+#include "conf/vantor_bin.h"
 #include "conf/volume_list.h"
-#include "util/netdev.h"
 #include "writers/writers.h"
 
 #include <stdio.h>

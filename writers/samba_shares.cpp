@@ -1,16 +1,13 @@
 // Writes the share sections of smb.conf, in the order of the file.
 #include "writers/samba_shares.h"
 
-#include "writers/name_search.h"
-#include "base/text.h"
+#include "base/c_string.h"
 #include "util/mount_probe.h"
-#include "util/utils.h"
-#include "writers/write_conf.h"
 #include "writers/share_access.h"
 
 namespace {
 
-// A vfs record that switches nothing on leaves the decision to a later one, or to the share.
+// A vfs record with both switches off decides nothing: a later record or the share itself does.
 bool decides(const SHARE_VFS& vfs) {
     return vfs.trash || vfs.audit;
 }
@@ -88,7 +85,7 @@ void write_msdfs_root(Output& out, const MSDFS_INFO& msdfs) {
     while (link->prev != nullptr)
         link = link->prev;
     put(out, "    msdfs root = Yes\n");
-    // The first of the two backslashes of the path is left out; a missing path is all zero.
+    // unc1 + 1 leaves out one of the two backslashes. An empty path is all zero, so + 1 is safe.
     put(out, "    msdfs proxy = ", link->unc1 + 1, "\n");
 }
 
@@ -114,7 +111,7 @@ void write_usb_access(Output& out, const SHARE_INFO& share) {
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
-    with_comma(share.rw_users);  // Kept: the comma is there also where nothing follows it.
+    with_comma(share.rw_users);  // Kept: the list ends in a comma if rw_groups is empty.
     put(out, share.rw_groups, "\n");
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
@@ -172,7 +169,8 @@ void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
         return;
     }
     put(out, "    valid users = ");
-    // Kept: a list that shapes to nothing still has its comma, so the question comes first.
+    // Kept: a list that the shaper empties still has its comma, so ask which lists are set before
+    // shaping.
     const bool named[] = {is_set(share->ro_users), is_set(share->ro_groups),
                           is_set(share->rw_users), is_set(share->rw_groups)};
     shape_share_lists(share);
@@ -188,7 +186,7 @@ void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     put(out, "\n");
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
-    // Kept: the comma is there also where there are no users before it.
+    // Kept: the comma also stands before groups alone.
     put(out, "    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
         share->ro_groups, "\n");
 }

@@ -1,4 +1,4 @@
-// How most writers open, announce and close a file.
+// Opens, announces and writes one generated file.
 #pragma once
 
 #include "base/messages.h"

@@ -28,10 +28,6 @@ int open_input(const char* path) {
     return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
-int open_settings(const char* path) {
-    return open_input(path);
-}
-
 int open_output(const char* path, mode_t) {
     const int file = memfd_create("output", MFD_CLOEXEC);
     if (file == -1)
@@ -52,10 +48,6 @@ void get_host_name(char* name, size_t size) {
     const std::string host = machine->file("/etc/hostname").value_or("appliance");
     const size_t length = std::min(host.find('\n'), host.size());
     name[host.copy(name, std::min(length, size - 1))] = '\0';
-}
-
-int lock_folder(const char*, int) {
-    return -1;  // nothing is stored here
 }
 
 namespace tavrogen::access {
