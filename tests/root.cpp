@@ -161,6 +161,51 @@ void Root::change(const string& file, const string& settings) {
     }
 }
 
+static const std::vector<string> share_fields = {
+    "name",  "volume", "comment", "rw_users", "rw_groups", "ro_users", "ro_groups", "smb",
+    "atalk", "ftp",    "rsync",   "text",     "read_only", "trashbox", "flag",      "value"};
+
+static const std::map<string, std::vector<string>> list_fields = {
+    {"shareinfo", share_fields},
+    {"usbshareinfo", share_fields},
+    {"offlinefile", {"name", "enabled", "policy"}},
+    {"shareinfo.hidden", {"name", "enabled"}},
+    {"shareinfo.vfs", {"name", "trash", "audit", "nfs"}},
+};
+
+void Root::change(const string& list, const string& name, const string& fields) {
+    const auto& names = list_fields.at(list);
+    string text;
+    for (string line : lines_of(read(list))) {
+        std::istringstream changes(line.starts_with(name + "<>") ? fields : "");
+        for (string change; getline(changes, change, ';');) {
+            const size_t equals = change.find('=');
+            const auto field = std::find(names.begin(), names.end(), change.substr(0, equals));
+            ASSERT_NE(field, names.end()) << change;
+            size_t at = 0;
+            for (auto before = names.begin(); before != field; ++before)
+                at = line.find("<>", at) + 2;
+            line.replace(at, line.find("<>", at) - at, change.substr(equals + 1));
+        }
+        text += line;
+    }
+    write(list, text);
+}
+
+Texts Root::texts(const string& arguments) {
+    const Outcome outcome = run(arguments);
+    Texts texts = {{"out", numbered(outcome.out)}, {"err", outcome.err}};
+    if (outcome.status != 0)
+        texts["err"] += "status " + std::to_string(outcome.status) + "\n";
+    for (const string file :
+         {"/etc/samba/smb.conf", "/etc/pam_smb.conf", "/etc/proftpd/proftpd.conf", "/etc/pam.d/ftp",
+          "/etc/pam.d/netatalk", "/etc/atalk/AppleVolumes.default", "/etc/atalk/afpd.conf",
+          "/etc/syslog.conf", "/etc/ietd.conf", "/etc/initiators.allow", "/etc/initiators.deny",
+          "/etc/exports"})
+        texts[file.substr(file.rfind('/') + 1)] = read(file);
+    return texts;
+}
+
 string Root::command(const string& arguments, const string& limits) const {
     const string sandbox = quoted(SOURCE_FOLDER "/scripts/sandbox") + " --host " + host + " " +
                            (eth0.empty() ? "" : "--eth0 " + eth0) + " ";

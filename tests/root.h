@@ -21,6 +21,10 @@ struct Outcome {
     std::string out, err;
 };
 
+// What a run leaves behind: the text of each file that a service has, by its name without folders,
+// "out" with numbers for addresses, and "err", which ends in "status N" unless N is 0.
+using Texts = std::map<std::string, std::string>;
+
 // A root directory of its own under the temporary directory: a copy of the models (folders under
 // tests/models, each over the one before). A path without a leading '/' is meant under
 // /etc/korvel.
@@ -43,11 +47,16 @@ class Root {
     // Changes a keyed file by settings separated by ';': stores "key=value", removes "key".
     void change(const std::string& file, const std::string& settings);
 
+    // Changes fields of the lines of a list that begin with a name, by "field=value" separated by ';'.
+    void change(const std::string& list, const std::string& name, const std::string& fields);
+
     // Runs the program with arguments, and redirections, as a shell reads them. `limits` are
     // options of tests/launch.cpp, which hold for the program alone; `output` is a pipe or a
     // redirection for standard output.
     Outcome run(const std::string& arguments, const std::string& limits = "",
                 const std::string& output = "");
+
+    Texts texts(const std::string& arguments);
 
     // The shell command of such a run.
     std::string command(const std::string& arguments, const std::string& limits = "") const;
