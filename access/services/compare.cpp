@@ -21,11 +21,12 @@ std::string in_words(const Machine& machine, const std::vector<size_t>& people) 
 
 std::optional<Finding> compare(const Machine& machine, const IntendedShare& share, Service service,
                                const std::vector<Right>& people, Right guest) {
-    static constexpr const char* verbs[3][3] = {
-        // given: nothing, read, write
-        {nullptr, "may read", "may write"},                   // meant: nothing
-        {"may not read", nullptr, "may write"},               // meant: read
-        {"may not read or write", "may not write", nullptr},  // meant: write
+    static constexpr const char* verbs[4][4] = {
+        // given: nothing, read, upload, write
+        {nullptr, "may read", "may write", "may write"},                      // meant: nothing
+        {"may not read", nullptr, "may write", "may write"},                  // meant: read
+        {},                                                                   // nobody means it
+        {"may not read or write", "may not write", "may not read", nullptr},  // meant: write
     };
     std::map<std::string, std::vector<size_t>> more, less;
     for (size_t person = 0; person < people.size(); ++person) {

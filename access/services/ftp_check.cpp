@@ -146,7 +146,7 @@ class Checker {
         : machine_(machine), text_(text), server_(text), shares_(intended_shares(machine)),
           places_(machine, text_, shares_) {
         for (const IntendedShare& share : shares_)
-            share_folders_.insert(ftp::normalized(share.folder));
+            share_folders_.insert(plain_path(share.folder));
     }
 
     std::vector<Finding> check() {

@@ -117,7 +117,7 @@ class Check {
     bool is_there(const std::string& folder) const {
         return machine_.is_directory(folder) ||
                std::any_of(conf_.meant.begin(), conf_.meant.end(), [&](const IntendedShare& share) {
-                   return smb::plain_path(share.folder) == folder;
+                   return plain_path(share.folder) == folder;
                });
     }
 
@@ -130,7 +130,7 @@ class Check {
             if (&other - conf_.meant.data() == index_of(written) || leads_elsewhere(other))
                 continue;
             std::vector<size_t> gainers;
-            const std::string folder = smb::plain_path(other.folder);
+            const std::string folder = plain_path(other.folder);
             const auto gains = [&](const Person& person, Right meant, bool is_guest) {
                 const auto access = smb::access_by(server, written.name, person, is_guest);
                 return access.right > meant && !access.folder.empty() &&
