@@ -1,4 +1,4 @@
-// The rules under tests/rules: what a change of the small appliance (tests/models/small) changes
+// The rules under tests/rules: what a change of the small appliance (tests/appliance) changes
 // in the files and streams of a run.
 //
 // A file begins with "run ARGUMENTS", and with the blocks of lines that it needs often:
