@@ -5,7 +5,7 @@
 void banner();
 void usage();
 
-// Runs the writer of that name. Returns its status; or, when there is no such writer, the result
+// Runs the writer of that name. Returns its status; or, if there is no such writer, the result
 // of the run so far.
 int write_service(const char* name, int result_so_far);
 

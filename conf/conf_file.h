@@ -21,7 +21,7 @@ int LoadConfFileInt(const SettingsFile& file, const char* key, int* value);
 // Reads the low 8 bits of a decimal number.
 int LoadConfFileChar(const SettingsFile& file, const char* key, unsigned char* value);
 
-// Returns 1 when the value is exactly "on", 0 for any other value, -1 when the key is missing.
+// Returns 1 if the value is exactly "on", 0 for any other value, -1 if the key is missing.
 int LoadConfFileOnOff(const SettingsFile& file, const char* key);
 
 // Stores a value (set_StringbyKey) and reports the outcome on standard output. Returns 0 or -1.

@@ -68,8 +68,7 @@ HeapString target_of(const char* path) {
 }
 
 // Puts the content with one pair stored.
-void put_with_pair(Output& out, std::string_view content, std::string_view key,
-                   const char* value) {
+void put_with_pair(Output& out, std::string_view content, std::string_view key, const char* value) {
     std::string_view rest = content;
     while (!rest.empty()) {
         const std::string_view line = take_line(&rest);

@@ -170,9 +170,9 @@ void write_share_body(Output& out, const SHARE_INFO& share, bool read_only,
     }
     const audience readers = audience_of(share.ro_users, share.ro_groups);
     const audience writers = audience_of(share.rw_users, share.rw_groups);
-    if (!readers.groups || !writers.groups) {  // hides the share: nobody rather than the wrong people
+    if (!readers.groups || !writers.groups) {
         complain("Can't allocate memory\n");
-        put(out, hidden_body);
+        put(out, hidden_body);  // nobody rather than the wrong people
         return;
     }
 

@@ -12,24 +12,13 @@ bool decides(const SHARE_VFS& vfs) {
     return vfs.trash || vfs.audit;
 }
 
-constexpr char recycle_block[] =
-    "    vfs objects = recycle\n"
+constexpr char recycle_options[] =
     "    recycle:repository = trashbox\n"
     "    recycle:keeptree = 1\n"
     "    recycle:versions = 1\n"
     "    recycle:directory_mode = 777\n";
 
-constexpr char audit_block[] =
-    "    vfs objects = audit\n"
-    "    audit:facility = LOCAL6\n"
-    "    audit:priority = INFO\n";
-
-constexpr char recycle_audit_block[] =
-    "    vfs objects = recycle, audit\n"
-    "    recycle:repository = trashbox\n"
-    "    recycle:keeptree = 1\n"
-    "    recycle:versions = 1\n"
-    "    recycle:directory_mode = 777\n"
+constexpr char audit_options[] =
     "    audit:facility = LOCAL6\n"
     "    audit:priority = INFO\n";
 
@@ -46,12 +35,14 @@ int write_share_vfs(Output& out, const char* name, unsigned char trashbox,
     const SHARE_VFS* vfs = vfs_list.find(name);
     const bool recycle = vfs != nullptr ? vfs->trash : trashbox;
     const bool audit = vfs != nullptr && vfs->audit;
-    if (recycle && audit)
-        put(out, recycle_audit_block);
-    else if (recycle)
-        put(out, recycle_block);
-    else if (audit)
-        put(out, audit_block);
+    if (recycle || audit)
+        put(out, recycle && audit ? "    vfs objects = recycle, audit\n"
+                 : recycle        ? "    vfs objects = recycle\n"
+                                  : "    vfs objects = audit\n");
+    if (recycle)
+        put(out, recycle_options);
+    if (audit)
+        put(out, audit_options);
     return 0;
 }
 

@@ -5,7 +5,7 @@
 #include "base/output.h"
 
 // Writes the file `path` anew by write(out). Standard output announces it, unless the trace level
-// is negative. Returns 0; or -1 when it cannot be opened, which standard error says.
+// is negative. Returns 0; or -1 if it cannot be opened, which standard error says.
 template <class Write>
 int write_conf(const char* path, Write write) {
     Output out(path);

@@ -15,7 +15,8 @@ int make_syslog_conf();
 int make_iscsi_conf();
 int make_nfs_exports();
 
-// One service. To add one: write its writer, and give it a row here.
+// One service. To add one: write its writer, name its source file in CMakeLists.txt, and give it a
+// row here; the usage, the preview and the companions follow.
 struct service {
     const char* name;  // as -c takes it
     int (*write)();
