@@ -367,21 +367,3 @@ TEST(Numbers, OfDisksAndLinks) {
     EXPECT_TRUE(has(texts.at("out"), "MSDFS link no.99 is enable"));
     EXPECT_FALSE(has(texts.at("out"), "no.100"));
 }
-
-TEST(Numbers, OfNamesInALine) {
-    string groups, names, shaped, members;
-    for (int i = 0; i < 3000; ++i) {
-        const string name = "g" + std::to_string(i);
-        groups += name + ":x:1:u" + name + "\n";
-        names += name + ",";
-        shaped += (i == 0 ? " = @" : ",@") + name;
-        members += "u" + name + ",";
-    }
-    Root root;
-    root.write("/etc/group", groups);
-    root.write("shareinfo", Share{"many", "", names}.line());
-    root.run("-c samba -c proftpd");
-    EXPECT_TRUE(has(root.read("/etc/samba/smb.conf"), "valid users" + shaped + "\n"));
-    EXPECT_TRUE(has(root.read("/etc/proftpd/proftpd.conf"),
-                    "Group  " + names + "\n    AllowUser " + members + "nobody\n"));
-}
