@@ -8,7 +8,7 @@ namespace tavrogen::access {
 namespace {
 
 const char* in_words(Right right) {
-    static constexpr const char* words[] = {"nothing", "read", "read and write"};
+    static constexpr const char* words[] = {"nothing", "read", "upload", "read and write"};
     return words[static_cast<int>(right)];
 }
 

@@ -177,8 +177,8 @@ class Page {
     }
 
     void print_right(Right right, bool differs) {
-        static constexpr const char* words[] = {"&ndash;", "r", "rw"};
-        static constexpr char classes[] = "nrw";
+        static constexpr const char* words[] = {"&ndash;", "r", "w", "rw"};
+        static constexpr char classes[] = "nrww";
         const auto number = static_cast<size_t>(right);
         fprintf(out_, "<td class=\"%c%s\">%s%s</td>", classes[number], differs ? " d" : "",
                 differs ? "! " : "", words[number]);

@@ -22,7 +22,7 @@ std::string quoted(const std::string& text) {
 }
 
 const char* in_word(Right right) {
-    static constexpr const char* words[] = {"none", "read", "write"};
+    static constexpr const char* words[] = {"none", "read", "upload", "write"};
     return words[static_cast<int>(right)];
 }
 

@@ -25,6 +25,15 @@ std::map<std::string, int> outputs;        // by their paths: files in memory
 }  // namespace
 
 int open_input(const char* path) {
+    if (const std::string* text = machine->in_memory(path)) {
+        const int file = memfd_create("input", MFD_CLOEXEC);
+        if (file != -1 &&
+            (write(file, text->data(), text->size()) == -1 || lseek(file, 0, SEEK_SET) == -1)) {
+            close(file);
+            return -1;
+        }
+        return file;
+    }
     return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
@@ -60,15 +69,13 @@ int lock_folder(const char*, int) {
 
 namespace tavrogen::access {
 
-std::map<std::string, std::string> run_writers(const Machine& on) {
-    machine = &on;
-    make_samba_conf();
-    make_proftpd_conf();
-    make_atalk_conf();
-    make_syslog_conf();
-    make_iscsi_conf();
-    make_nfs_exports();
+namespace {
 
+// One for each service, by Service.
+constexpr int (*writers[])() = {make_samba_conf,  make_proftpd_conf, make_atalk_conf,
+                                make_nfs_exports, make_iscsi_conf,   make_syslog_conf};
+
+std::map<std::string, std::string> take_outputs() {
     std::map<std::string, std::string> written;
     for (const auto& [path, file] : outputs) {
         std::string& bytes = written[path];
@@ -80,6 +87,22 @@ std::map<std::string, std::string> run_writers(const Machine& on) {
     }
     outputs.clear();
     return written;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> run_writers(const Machine& on) {
+    machine = &on;
+    for (int (*write)() : writers)
+        write();
+    return take_outputs();
+}
+
+std::map<std::string, std::string> run_writers(const Machine& on, Service service) {
+    machine = &on;
+    if (service != Service::settings)
+        writers[static_cast<size_t>(service)]();
+    return take_outputs();
 }
 
 }  // namespace tavrogen::access
