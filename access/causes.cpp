@@ -250,8 +250,7 @@ class Search {
                              [&](const Found& other) { return other.unit == change.unit; }))
                 found.push_back({change.unit, {}, {}});
         find_effects(&found);
-        for (Found& cause : found)
-            cause.oddity = oddity_of(cause);
+        find_oddities(&found);
         return found;
     }
 
@@ -310,22 +309,59 @@ class Search {
         }
     }
 
-    // The oddity whose cure alone heals; else all of them.
-    Oddity oddity_of(const Found& cause) const {
-        const auto odd = all_.oddities.of(cause.unit, settings_.get(cause.unit));
-        const bool is_fresh =
-            std::any_of(changes_.begin(), changes_.end(), [&](const Change& change) {
-                return change.unit == cause.unit && change.kind > Change::odd;
+    bool is_fresh(const Unit& unit) const {
+        return std::any_of(changes_.begin(), changes_.end(), [&](const Change& change) {
+            return change.unit == unit && change.kind > Change::odd;
+        });
+    }
+
+    // Takes for each cause the first oddity whose cure alone heals. They are tried in rounds, each
+    // with one oddity of every cause that is left: a record that is then hit needs another one.
+    void find_oddities(std::vector<Found>* found) {
+        std::map<Unit, std::vector<Oddity>> odd;
+        std::vector<Found*> left;
+        for (Found& cause : *found) {
+            odd[cause.unit] = all_.oddities.of(cause.unit, settings_.get(cause.unit));
+            if (odd[cause.unit].size() == 1 && !is_fresh(cause.unit))
+                cause.oddity = odd[cause.unit][0];
+            else
+                left.push_back(&cause);
+        }
+        constexpr size_t few = 8;  // that are tried one by one
+        for (size_t round = 0; left.size() > few; ++round) {
+            std::vector<Change> changes = changes_;
+            std::set<Key> tried;
+            for (const Found* cause : left)
+                if (round < odd[cause->unit].size()) {
+                    std::erase_if(changes,
+                                  [&](const Change& change) { return change.unit == cause->unit; });
+                    changes.push_back({Change::odd, cause->unit, odd[cause->unit][round].value});
+                    tried.insert({cause->unit.file, cause->unit.line, ""});
+                }
+            const std::set<Key> hit = left_after(changes);
+            if (tried.empty() || !std::includes(tried.begin(), tried.end(), hit.begin(), hit.end()))
+                break;
+            std::erase_if(left, [&](Found* cause) {
+                const auto& some = odd[cause->unit];
+                if (round >= some.size() || hit.contains({cause->unit.file, cause->unit.line, ""}))
+                    return false;
+                cause->oddity = some[round];
+                return true;
             });
-        if (odd.size() == 1 && !is_fresh)
-            return odd[0];
+        }
+        for (Found* cause : left)
+            cause->oddity = oddity_of(*cause, odd[cause->unit]);
+    }
+
+    // The oddity whose cure alone heals; else all of them.
+    Oddity oddity_of(const Found& cause, const std::vector<Oddity>& odd) const {
         for (const Oddity& oddity : odd) {
             std::vector<Change> changes = changes_without(cause.unit);
             changes.push_back({Change::odd, cause.unit, oddity.value});
             if (left_after(changes).empty())
                 return oddity;
         }
-        if (is_fresh || odd.empty())
+        if (is_fresh(cause.unit) || odd.empty())
             return otherwise(cause);
         Oddity whole = odd[0];
         for (size_t at = 1; at < odd.size(); ++at) {

@@ -150,16 +150,19 @@ std::string Settings::folder_of(const Unit& unit) const {
 }
 
 void Settings::rename_beside(const std::string& name, const std::string& other) {
-    for (const char* file : {share_file, usb_share_file})
-        for (const Line& line : files_[file])
-            if (name_in(line.text) == name)
-                return;  // they are that share's, too
+    const auto has_name = [&](const Line& line) { return name_in(line.text) == name; };
+    std::vector<Line*> records;
     for (const char* file : side_files)
         for (Line& line : files_[file])
-            if (name_in(line.text) == name) {
-                const Range range = range_of({file, line.number, 0, ""}, line.text);
-                line.text.replace(range.begin, range.end - range.begin, other);
-            }
+            if (has_name(line))
+                records.push_back(&line);
+    for (const char* file : {share_file, usb_share_file})
+        if (!records.empty() && std::any_of(files_[file].begin(), files_[file].end(), has_name))
+            return;  // they are that share's, too
+    for (Line* record : records) {
+        const Range range = range_of({"", 0, 0, ""}, record->text);
+        record->text.replace(range.begin, range.end - range.begin, other);
+    }
 }
 
 void Settings::set(const Unit& unit, const std::string& value) {

@@ -112,24 +112,29 @@ class Judge {
     std::string others_by(const Written& written, bool elsewhere) const {
         if (!elsewhere && written.share.file != msdfs_file && !leads_elsewhere(written.share))
             return "";
+        const auto& people = machine_.people();
+        std::vector<smb::Access> given;
+        for (const Person& person : people)
+            given.push_back(smb::access_by(server_, written.name, person));
+        given.push_back(smb::access_by(server_, written.name, smb::guest_account(), true));
         std::string words;
         for (size_t at = 0; at < conf_.meant.size(); ++at) {
             const IntendedShare& other = conf_.meant[at];
             if ((other.file == written.share.file && other.line == written.share.line) ||
                 leads_elsewhere(other))
                 continue;
-            const auto gains = [&](const Person& person, Right meant, bool is_guest) {
-                const auto access = smb::access_by(server_, written.name, person, is_guest);
+            const auto gains = [&](size_t number) {
+                const smb::Access& access = given[number];
+                const Right meant = number < people.size() ? other.people[number] : other.guest;
                 return access.right > meant && !access.folder.empty() &&
                        (is_inside(folders_[at], access.folder) ||
                         (!written.is_own() && is_inside(access.folder, folders_[at])));
             };
             std::vector<size_t> gainers;
-            for (size_t number = 0; number < machine_.people().size(); ++number)
-                if (gains(machine_.people()[number], other.people[number], false))
+            for (size_t number = 0; number < people.size(); ++number)
+                if (gains(number))
                     gainers.push_back(number);
-            const bool guest = gains(smb::guest_account(), other.guest, true);
-            if (!gainers.empty() || guest)
+            if (const bool guest = gains(people.size()); guest || !gainers.empty())
                 words += (words.empty() ? "" : ", ") +
                          (guest ? "anyone without an account" : in_words(machine_, gainers)) +
                          " gets into " + other.name;
