@@ -12,11 +12,18 @@ namespace tavrogen::access {
 
 namespace {
 
-// Which record a difference is about, whatever happens to it.
-using Key = std::tuple<std::string, int, std::string>;
+// Which record a difference is about, whatever happens to it; and whether the service stops there,
+// behind which there may be more.
+using Key = std::tuple<std::string, int, std::string, bool>;
 
 Key key_of(const Difference& difference) {
-    return {difference.file, difference.line, difference.file.empty() ? difference.subject : ""};
+    return {difference.file, difference.line, difference.file.empty() ? difference.subject : "",
+            difference.effect == Effect::stops};
+}
+
+bool is_hit(const Unit& unit, const std::set<Key>& keys) {
+    return keys.contains({unit.file, unit.line, "", false}) ||
+           keys.contains({unit.file, unit.line, "", true});
 }
 
 std::set<Key> keys_of(const Differences& differences) {
@@ -52,7 +59,8 @@ struct Case {
             const auto odd = oddities.of(unit, value);
             if (odd.empty())
                 continue;
-            const bool plain = odd.size() == 1 && odd[0].keeps_meaning;
+            const bool plain =
+                unit.field == whole_line || (odd.size() == 1 && odd[0].keeps_meaning);
             std::string sound = oddities.sound(unit, value);
             // Two plain names may be one.
             const bool is_name = unit.key.empty() && unit.field == 0;
@@ -161,14 +169,14 @@ class Search {
             const bool is_share = unit.file == share_file || unit.file == usb_share_file;
             if ((!keyed && !is_share) || unit.field == whole_line)
                 continue;
-            const bool is_hit = hit.contains({unit.file, unit.line, ""});
-            const auto own = keyed                        ? Change::fresh_setting
-                             : !is_hit || unit.field == 2 ? Change::fresh_other
-                             : unit.field < 2             ? Change::fresh_name
-                                                          : Change::fresh_list;
+            const bool hit_here = is_hit(unit, hit);
+            const auto own = keyed                          ? Change::fresh_setting
+                             : !hit_here || unit.field == 2 ? Change::fresh_other
+                             : unit.field < 2               ? Change::fresh_name
+                                                            : Change::fresh_list;
             if (const std::string value = all_.oddities.fresh(unit);
                 own == kind && !value.empty() && value != settings_.get(unit) &&
-                (is_hit || unit.field < 2))
+                (hit_here || unit.field < 2))
                 fresh.push_back({kind, unit, value});
         }
         return fresh;
@@ -185,6 +193,10 @@ class Search {
             for (const Change& change : changes_)
                 if (change.kind == kind)
                     group.push_back(change);
+            // A name counts more than the volume beside it.
+            std::stable_partition(group.begin(), group.end(), [](const Change& change) {
+                return change.unit.key.empty() && change.unit.field == 1;
+            });
             if (group.size() > 48)
                 give_back_layers(&group);
             give_back(group);
@@ -230,8 +242,7 @@ class Search {
             const std::set<Key> hit = left_after(without(layer));
             std::vector<Change> needed, spare;
             for (const Change& change : layer)
-                (hit.contains({change.unit.file, change.unit.line, ""}) ? needed : spare)
-                    .push_back(change);
+                (is_hit(change.unit, hit) ? needed : spare).push_back(change);
             const std::vector<Change> rest = without(spare);
             if (!left_after(rest).empty())
                 undecided.insert(undecided.end(), layer.begin(), layer.end());
@@ -336,14 +347,15 @@ class Search {
                     std::erase_if(changes,
                                   [&](const Change& change) { return change.unit == cause->unit; });
                     changes.push_back({Change::odd, cause->unit, odd[cause->unit][round].value});
-                    tried.insert({cause->unit.file, cause->unit.line, ""});
+                    for (const bool stops : {false, true})
+                        tried.insert({cause->unit.file, cause->unit.line, "", stops});
                 }
             const std::set<Key> hit = left_after(changes);
             if (tried.empty() || !std::includes(tried.begin(), tried.end(), hit.begin(), hit.end()))
                 break;
             std::erase_if(left, [&](Found* cause) {
                 const auto& some = odd[cause->unit];
-                if (round >= some.size() || hit.contains({cause->unit.file, cause->unit.line, ""}))
+                if (round >= some.size() || is_hit(cause->unit, hit))
                     return false;
                 cause->oddity = some[round];
                 return true;
@@ -385,7 +397,9 @@ class Search {
         const std::string what = cause.unit.key.empty() ? fields[cause.unit.field] : cause.unit.key;
         std::string text = "the " + what + ' ' + value + " is read otherwise";
         for (const Difference& effect : cause.effects)
-            if (!effect.rule.text.empty())
+            if (effect.rule.text.find("two <Directory>") != std::string::npos)
+                text = "the appliance has rules of its own for that folder: " + effect.rule.text;
+            else if (!effect.rule.text.empty())
                 text = "the " + what + ' ' + value + ": " + effect.rule.text;
         const bool is_name = cause.unit.key.empty() && cause.unit.field < 2;
         const std::string fresh = all_.oddities.fresh(cause.unit);

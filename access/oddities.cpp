@@ -398,6 +398,13 @@ void Oddities::look_at_keyed(const Unit& unit, const std::string& value, Found* 
         const std::string shown = (path ? "the path " : "the name ") + quoted(value);
         if (value.find_first_of(blanks) != std::string::npos)
             add(shown + " has a blank", "rename it without blanks", without(value, blanks));
+        for (const Unit& other : settings_.units())
+            if (!path && other.key.ends_with("_target") && other.key.starts_with("iscsi_") &&
+                (other.file != unit.file || other.line != unit.line) &&
+                folded(settings_.get(other)) == folded(value)) {
+                add("the name is also that of another target", "rename one of them", fresh(unit));
+                break;
+            }
         if (path && value.find(',') != std::string::npos)
             add(shown + " has a comma", "rename the disk", without(value, ","));
     } else if (key == "initiators.allow" && !value.empty()) {
@@ -433,6 +440,20 @@ void Oddities::look_at_keyed(const Unit& unit, const std::string& value, Found* 
         if (value.ends_with('\\'))
             add("the target of the link ends in a backslash, which takes the next line with it",
                 "end it otherwise", value.substr(0, value.find_last_not_of('\\') + 1));
+    } else if (key == "msdfs_root_path") {
+        const std::string path = plain_path(value) + '/';
+        const bool holds_shares = std::any_of(shares_.begin(), shares_.end(), [&](const auto& row) {
+            const std::string folder = plain_path(row.second.folder) + '/';
+            return path.starts_with(folder) || folder.starts_with(path);
+        });
+        if (value.empty())
+            add("the root of DFS has neither a folder nor a target", "give it a folder of its own",
+                fresh(unit));
+        else if (holds_shares || !path.starts_with("/mnt/"))
+            add("the root of DFS is the folder " + quoted(value), "give it a folder of its own",
+                fresh(unit));
+        else
+            look_at_name({"", 0, 0, ""}, value.substr(value.rfind('/') + 1), found);
     } else if (key == "msdfs_root_name" || key == "auth_test_folder") {
         look_at_name(unit, value, found);
     }

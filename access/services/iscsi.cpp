@@ -207,16 +207,17 @@ class Judge {
         if (type != "simplex" && type != "duplex")
             return;
         const std::string user = value("IncomingUser_name");
-        if (read.incoming_user.empty())
+        const bool has_blank = user.find_first_of(blanks) != std::string::npos;
+        const bool same =
+            read.incoming_user == user && read.incoming_password == value("IncomingUser_password");
+        if (!same && read.incoming_user.empty())
             add(Effect::exposes, disk, subject, "anyone may log in without a password");
-        else if (read.incoming_user != user ||
-                 read.incoming_password != value("IncomingUser_password"))
-            add(user.find_first_of(blanks) != std::string::npos ? Effect::exposes : Effect::breaks,
-                disk, subject,
-                user.find_first_of(blanks) != std::string::npos
-                    ? quoted(read.incoming_user) + " may log in with the password " +
-                          quoted(read.incoming_password)
-                    : "the right password is refused");
+        else if (!same && has_blank)
+            add(Effect::exposes, disk, subject,
+                quoted(read.incoming_user) + " may log in with the password " +
+                    quoted(read.incoming_password));
+        else if (!same)
+            add(Effect::breaks, disk, subject, "the right password is refused");
         if (type == "duplex" && (read.outgoing_user != value("OutgoingUser_name") ||
                                  read.outgoing_password != value("OutgoingUser_password")))
             add(Effect::breaks, disk, subject, "the target cannot show who it is");

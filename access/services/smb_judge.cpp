@@ -87,6 +87,12 @@ class Judge {
             given.push_back(right_by(people[number], written.share.people[number], false));
         const Right guest = right_by(smb::guest_account(), written.share.guest, true);
         auto found = compare(machine_, written.share, Service::smb, given, guest);
+        if (const auto* section = smb::section_of(server_, written);
+            found && section != nullptr && section->share && written.share.file == msdfs_file &&
+            server_.shares[*section->share].path.empty() &&
+            server_.shares[*section->share].msdfs_proxy.empty())
+            found->rule = {"the root of DFS has neither a folder nor a target",
+                           "give it a folder of its own"};
         std::string others = others_by(written, elsewhere);
         const bool exposes = !others.empty();
         if (others.empty() && leads_elsewhere(written.share))
