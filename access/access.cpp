@@ -17,6 +17,7 @@ constexpr char help[] =
     "usage: tavrogen-access [OPTION...] [USER...]\n"
     "Shows who may read and write what by which service, of everybody or of some users.\n"
     "  --root DIR    an appliance root (default: this machine's own)\n"
+    "  --planned     show what a run of tavrogen would write, not the files as they stand\n"
     "  --before DIR  show only who has gained and who has lost what since the root was as DIR\n"
     "  --html FILE   write the report as one HTML page\n"
     "  --json        write it as JSON\n"
@@ -25,27 +26,32 @@ constexpr char help[] =
 
 struct Options {
     std::string root = "/";
-    std::string before;
-    std::string html;
-    bool json = false;
+    std::optional<std::string> before, html;
+    bool planned = false, json = false;
     std::vector<std::string> users;
 };
+
+int complain(const std::string& what, const char* why) {
+    fprintf(stderr, "tavrogen-access: %s: %s\n", tavrogen::access::printable(what, stderr).c_str(),
+            why);
+    return trouble;
+}
 
 // Returns the status to end with, or -1 to go on.
 int parse(int count, char** words, Options* options) {
     static constexpr option known[] = {
-        {"root", required_argument, nullptr, 'r'},
-        {"before", required_argument, nullptr, 'b'},
-        {"html", required_argument, nullptr, 'w'},
-        {"json", no_argument, nullptr, 'j'},
-        {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'v'},
-        {},
+        {"root", required_argument, nullptr, 'r'},   {"planned", no_argument, nullptr, 'p'},
+        {"before", required_argument, nullptr, 'b'}, {"html", required_argument, nullptr, 'w'},
+        {"json", no_argument, nullptr, 'j'},         {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},      {},
     };
     for (int letter = 0; (letter = getopt_long(count, words, "", known, nullptr)) != -1;)
         switch (letter) {
             case 'r':
                 options->root = optarg;
+                break;
+            case 'p':
+                options->planned = true;
                 break;
             case 'b':
                 options->before = optarg;
@@ -67,24 +73,20 @@ int parse(int count, char** words, Options* options) {
                 return trouble;
         }
     options->users.assign(words + optind, words + count);
+    if (options->root.empty())
+        return complain("--root", "an empty name is no folder");
+    if (options->before && options->before->empty())
+        return complain("--before", "an empty name is no folder");
+    if (options->before && (options->html || options->json))
+        return complain("--before", "its lines are text, without --html and --json");
     return -1;
 }
 
-int complain(const std::string& what, const char* why) {
-    fprintf(stderr, "tavrogen-access: %s: %s\n", what.c_str(), why);
-    return trouble;
-}
-
-std::string title_of(const Machine& machine) {
-    const auto host = tavrogen::access::lines_of(machine.file("/etc/hostname").value_or(""));
-    return "Who may do what" + (host.empty() ? "" : " on " + host.front());
-}
-
-int write_html(const Report& report, const std::string& title, const std::string& path) {
+int write_html(const Report& report, const std::string& path) {
     FILE* out = fopen(path.c_str(), "we");
     if (out == nullptr)
         return complain(path, strerror(errno));
-    print_html(report, title, out);
+    print_html(report, out);
     const bool failed = ferror(out) != 0;
     return fclose(out) != 0 || failed ? complain(path, strerror(errno)) : same;
 }
@@ -103,36 +105,45 @@ bool is_readable(const Machine& machine) {
     return true;
 }
 
-bool is_appliance(const Machine& machine) {
-    if (machine.is_directory("/etc"))
-        return is_readable(machine);
-    complain(machine.place("/"), "no appliance: it has no folder etc");
-    return false;
+// Nothing when there is trouble, which is told.
+std::optional<Report> report_of(const std::string& root, bool planned, const Options& options) {
+    Machine machine(root);
+    if (!machine.is_directory("/etc")) {
+        complain(machine.place("/"), "no appliance: it has no folder etc");
+        return {};
+    }
+    if (!is_readable(machine))
+        return {};
+    machine.add_domain_groups();
+    for (const std::string& user : options.users)
+        if (std::none_of(machine.people().begin(), machine.people().end(),
+                         [&](const auto& person) { return person.name == user; })) {
+            complain(user, "no such account");
+            return {};
+        }
+    Report report = make_report(planned ? machine.after_run() : machine, options.users);
+    const auto host = tavrogen::access::lines_of(machine.file("/etc/hostname").value_or(""));
+    report.appliance = host.empty() ? "" : host.front();
+    report.root = root;
+    report.planned = planned;
+    return report;
 }
 
 int show(const Options& options) {
-    const Machine machine(options.root);
-    if (!is_appliance(machine))
+    const auto report = report_of(options.root, options.planned, options);
+    if (!report)
         return trouble;
-    for (const std::string& user : options.users)
-        if (std::none_of(
-                machine.people().begin(), machine.people().end(),
-                [&](const tavrogen::access::Person& person) { return person.name == user; }))
-            return complain(user, "no such account");
-    const Report report = make_report(machine, options.users);
-    if (!options.before.empty()) {
-        const Machine before(options.before);
-        if (!is_appliance(before))
-            return trouble;
-        const Report old = make_report(before, options.users);
-        return print_difference(old, report, stdout) > 0 ? differs : same;
+    if (options.before) {
+        const auto old = report_of(*options.before, false, options);
+        return !old ? trouble : print_difference(*old, *report, stdout) > 0 ? differs : same;
     }
-    if (!options.html.empty())
-        return write_html(report, title_of(machine), options.html);
+    if (options.html)
+        if (const int status = write_html(*report, *options.html); status != same)
+            return status;
     if (options.json)
-        print_json(report, stdout);
-    else
-        print_text(report, stdout);
+        print_json(*report, stdout);
+    else if (!options.html)
+        print_text(*report, stdout);
     return same;
 }
 

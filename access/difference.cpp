@@ -7,81 +7,119 @@ namespace tavrogen::access {
 
 namespace {
 
-const char* in_words(Right right) {
-    static constexpr const char* words[] = {"nothing", "read", "upload", "read and write"};
-    return words[static_cast<int>(right)];
-}
+// What can be had: a folder, or an iSCSI target, by a service.
+struct Key {
+    std::string folder, name;  // a name that stands for several folders is told with the folder
+    Service service;
+    auto operator<=>(const Key& other) const {
+        return std::tie(folder, service) <=> std::tie(other.folder, other.service);
+    }
+};
+using Cells = std::map<Key, std::vector<const Cell*>>;
 
-// What can be had: a share's or folder's name, the service, and for whom.
-using Key = std::pair<std::string, Service>;
-using Holder = std::pair<Key, std::string>;
-
-constexpr char guests[] = "without an account";
-
-std::map<Holder, Right> holdings_of(const Report& report) {
-    std::map<Holder, Right> holdings;
+Cells cells_of(const Report& report) {
+    Cells cells;
     for (const Row& row : report.rows)
         for (const Cell& cell : row.cells)
             for (const Giver& giver : cell.givers) {
-                const Key key = {row.name.empty() ? row.folder : row.name, giver.service};
-                const auto hold = [&](const std::string& who, Right right) {
-                    Right& held = holdings[{key, who}];
-                    held = std::max(held, right);
-                };
-                for (size_t person = 0; person < cell.people.size(); ++person)
-                    hold(report.people[person].name, cell.people[person]);
-                hold(cell.clients.empty() ? guests : cell.clients, cell.guest);
+                const bool is_disk = giver.service == Service::iscsi;
+                cells[{is_disk ? row.name : row.folder, row.name, giver.service}].push_back(&cell);
             }
-    return holdings;
+    return cells;
+}
+
+// Who has what; of several shares of one folder, the most.
+std::map<std::string_view, Right> holdings(const Report& report, const Cells& cells,
+                                           const Key& key) {
+    std::map<std::string_view, Right> held;
+    const auto at = cells.find(key);
+    for (size_t number = 0; at != cells.end() && number < at->second.size(); ++number) {
+        const Cell& cell = *at->second[number];
+        const auto hold = [&](std::string_view who, Right right) {
+            held[who] = std::max(held[who], right);
+        };
+        for (size_t person = 0; person < cell.people.size(); ++person)
+            hold(report.people[person].name, cell.people[person]);
+        hold(cell.clients.empty() ? "without an account" : std::string_view(cell.clients),
+             cell.guest);
+    }
+    return held;
 }
 
 struct Change {
     Key key;
     Right before, after;
-    auto operator<=>(const Change&) const = default;
+    bool operator<(const Change& other) const {
+        return std::tie(key.name, key, before, after) <
+               std::tie(other.key.name, other.key, other.before, other.after);
+    }
 };
+using Changes = std::map<Change, std::vector<std::string>>;
 
-std::string in_words(const std::vector<std::string>& names, const std::vector<Person>& people) {
-    std::vector<std::string> others;
-    for (const std::string& name : names)
-        if (std::none_of(people.begin(), people.end(),
-                         [&](const Person& person) { return person.name == name; }))
-            others.push_back(name);
-    const bool all = people.size() > 1 && names.size() - others.size() == people.size();
+std::string who_in_words(const std::vector<std::string>& names, const Report& report) {
+    std::set<std::string> others(names.begin(), names.end());
+    const size_t count = others.size();
+    for (const Person& person : report.people)
+        others.erase(person.name);
+    const bool all = report.people.size() > 1 && count - others.size() == report.people.size();
     std::string words = all ? "everyone" : "";
-    for (const std::string& name : all ? others : names)
-        words += (words.empty() ? "" : ", ") + name;
+    for (const std::string& name : names)
+        if (!all || others.contains(name))
+            words += (words.empty() ? "" : ", ") + name;
     return words;
 }
 
-void print(const char* title, const std::map<Change, std::vector<std::string>>& changes,
-           const std::vector<Person>& people, FILE* out) {
+void print(const char* title, const Changes& changes,
+           const std::map<std::string, std::set<std::string>>& folders, const Report& report,
+           FILE* out) {
+    static constexpr const char* rights[] = {"nothing", "read", "upload", "read and write"};
     if (!changes.empty())
         fprintf(out, "%s\n", title);
-    for (const auto& [change, names] : changes)
-        fprintf(out, "%s: %s over %s: %s -> %s\n", printable(in_words(names, people), out).c_str(),
-                printable(change.key.first, out).c_str(), name_of(change.key.second),
-                in_words(change.before), in_words(change.after));
+    for (const auto& [change, names] : changes) {
+        const Key& key = change.key;
+        std::string what = key.name.empty() ? key.folder : key.name;
+        if (const auto at = folders.find(key.name); at != folders.end() && at->second.size() > 1)
+            what += " (" + key.folder + ')';
+        fprintf(out, "%s: %s over %s: %s -> %s\n",
+                printable(who_in_words(names, report), out).c_str(), printable(what, out).c_str(),
+                name_of(key.service), rights[static_cast<int>(change.before)],
+                rights[static_cast<int>(change.after)]);
+    }
+}
+
+// True when a right holds what another one does not.
+bool more(Right less, Right right) {
+    return (static_cast<unsigned>(right) & ~static_cast<unsigned>(less)) != 0;
 }
 
 }  // namespace
 
 int print_difference(const Report& before, const Report& after, FILE* out) {
-    auto all = holdings_of(before);
-    const auto held = all;
-    const auto holds = holdings_of(after);
-    all.insert(holds.begin(), holds.end());
-    std::map<Change, std::vector<std::string>> gained, lost;
-    for (const auto& [holder, right] : all) {
-        const auto first = held.find(holder);
-        const auto second = holds.find(holder);
-        const Right was = first == held.end() ? Right::none : first->second;
-        const Right is = second == holds.end() ? Right::none : second->second;
-        if (was != is)
-            (is > was ? gained : lost)[{holder.first, was, is}].push_back(holder.second);
+    std::map<std::string, std::set<std::string>> folders;  // by name
+    for (const Report* report : {&before, &after})
+        for (const Row& row : report->rows)
+            if (!row.name.empty())
+                folders[row.name].insert(row.folder);
+    const Cells old_cells = cells_of(before), new_cells = cells_of(after);
+    Cells all = old_cells;
+    all.insert(new_cells.begin(), new_cells.end());
+    Changes gained, lost;
+    for (const auto& [key, cells] : all) {
+        const auto old_rights = holdings(before, old_cells, key);
+        auto rights = holdings(after, new_cells, key);
+        for (const auto& [who, right] : old_rights)
+            rights.insert({who, Right::none});
+        for (const auto& [who, is] : rights) {
+            const auto old = old_rights.find(who);
+            const Right was = old == old_rights.end() ? Right::none : old->second;
+            if (more(was, is))
+                gained[{key, was, is}].emplace_back(who);
+            if (more(is, was))
+                lost[{key, was, is}].emplace_back(who);
+        }
     }
-    print("More access:", gained, after.people, out);
-    print("Less access:", lost, after.people, out);
+    print("More access:", gained, folders, after, out);
+    print("Less access:", lost, folders, after, out);
     return static_cast<int>(gained.size() + lost.size());
 }
 

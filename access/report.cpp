@@ -2,10 +2,13 @@
 #include "access/report.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tavrogen::access {
 
 namespace {
+
+constexpr size_t smallest_team = 5;  // smaller groups are told by their members
 
 // What is asked about: each share, and each folder of the volumes, which are those that exist and
 // those that shares name.
@@ -15,8 +18,8 @@ std::vector<std::string> folders_of(const Machine& machine,
     for (const std::string& name : machine.folders_in("/mnt"))
         volumes.insert("/mnt/" + name);
     for (const IntendedShare& share : shares) {
-        volumes.insert("/mnt/" + share.volume);
-        folders.insert(share.folder);
+        volumes.insert(plain_path("/mnt/" + share.volume));
+        folders.insert(plain_path(share.folder));
     }
     for (const std::string& volume : volumes) {
         folders.insert(volume);
@@ -40,13 +43,12 @@ class Maker {
                 report_.people.push_back(people[person]);
                 asked_.push_back(person);
             }
+        find_teams();
         const auto shares = intended_shares(machine);
         for (const IntendedShare& share : shares) {
-            numbers_[share.folder].push_back(report_.rows.size());
-            Row& row = report_.rows.emplace_back();
-            row.name = share.name;
-            row.folder = share.folder;
+            Row& row = new_row(plain_path(share.folder), share.name);
             row.is_share = true;
+            shares_.insert(row.folder);
         }
         add("/etc/samba/smb.conf", Service::smb, read_smb_conf(machine));
         add("/etc/proftpd/proftpd.conf", Service::ftp,
@@ -66,16 +68,45 @@ class Maker {
             const auto place = [](const Row& row) {
                 const bool is_target =
                     !row.cells.empty() && row.cells[0].givers[0].service == Service::iscsi;
-                return std::make_tuple(!row.is_share, is_target, row.is_share ? "" : row.folder);
+                const std::string_view folder = row.folder;
+                return std::make_tuple(!row.is_share, is_target,
+                                       folder.substr(row.is_share ? folder.size() : 0));
             };
             return place(left) < place(right);
         });
-        for (Row& row : rows)
+        std::stable_partition(report_.notes.begin(), report_.notes.end(),
+                              [](const Note& note) { return note.stops; });
+        for (Row& row : rows) {
+            std::stable_partition(row.cells.begin(), row.cells.end(),
+                                  [](const Cell& cell) { return *cell.state == '\0'; });
             mark(&row);
-        return report_;
+        }
+        return std::move(report_);
     }
 
   private:
+    void find_teams() {
+        std::map<std::string, std::vector<size_t>> members;
+        for (size_t person = 0; report_.all_people && person < report_.people.size(); ++person)
+            for (const std::string& group : report_.people[person].groups)
+                members[group].push_back(person);
+        for (const auto& [name, numbers] : members)
+            if (numbers.size() >= smallest_team)
+                report_.teams.push_back({name, numbers});
+        std::stable_sort(report_.teams.begin(), report_.teams.end(),
+                         [](const Team& left, const Team& right) {
+                             return left.members.size() > right.members.size();
+                         });
+    }
+
+    Row& new_row(const std::string& folder, const std::string& name) {
+        numbers_[folder].push_back(report_.rows.size());
+        Row& row = report_.rows.emplace_back();
+        row.folder = folder;
+        row.name = name;
+        return row;
+    }
+
     // Two shares of one folder have a row each; a service's share goes to that of its name.
     Row& row_of(const std::string& folder, const std::string& name) {
         Row* best = nullptr;
@@ -84,42 +115,51 @@ class Maker {
             if (best == nullptr || row.name == name || row.name + '$' == name)
                 best = &row;
         }
-        if (best != nullptr)
-            return *best;
-        numbers_[folder].push_back(report_.rows.size());
-        Row& row = report_.rows.emplace_back();
-        row.folder = folder;
-        return row;
+        return best != nullptr ? *best : new_row(folder, "");
     }
 
-    void note(const std::string& file, const std::vector<Remark>& remarks) {
+    // Returns false when the service has no file.
+    bool note(const char* file, Service service, bool present, const std::vector<Remark>& remarks) {
         for (const Remark& remark : remarks)
-            report_.notes.push_back({file, remark.line, remark.text});
+            report_.notes.push_back({file, remark.line, remark.text, remark.stops, service});
+        if (present)
+            report_.has_any_file = true;
+        else
+            report_.missing.push_back({service, file});
+        return present;
     }
 
     // Adds a cell, or the service to an equal cell.
-    static void add_cell(Row* row, const Cell& cell) {
+    static void add_cell(Row* row, Cell cell) {
         for (Cell& other : row->cells)
             if (other.people == cell.people && other.guest == cell.guest &&
-                other.clients == cell.clients) {
+                other.clients == cell.clients && other.is_rest == cell.is_rest &&
+                std::string_view(other.state) == cell.state) {
                 other.givers.push_back(cell.givers[0]);
                 return;
             }
-        row->cells.push_back(cell);
+        row->cells.push_back(std::move(cell));
+    }
+
+    bool has_shares_below(const std::string& folder) const {
+        const auto next = shares_.lower_bound(folder + '/');
+        return next != shares_.end() && next->starts_with(folder + '/');
     }
 
     void add(const char* file, Service service, const Reading& reading) {
-        note(file, reading.remarks);
-        if (!reading.present)
+        if (!note(file, service, reading.present, reading.remarks))
             return;
-        if (!reading.starts)
-            report_.notes.push_back(
-                {file, 0, std::string(name_of(service)) + " does not start with this file"});
+        std::set<const Row*> served;
+        report_.rows.reserve(report_.rows.size() +
+                             reading.grants.size());  // keeps the rows' places
         for (const Grant& grant : reading.grants) {
-            Row& row = row_of(grant.folder, grant.share);
+            Row& row = row_of(plain_path(grant.folder), grant.share);
+            served.insert(&row);
             Cell cell;
             cell.givers = {{service, ""}};
             cell.guest = grant.guest;
+            if (cell.guest != Right::none)
+                guests_.insert(service);
             if (grant.share != grant.folder && !grant.share.empty() && grant.share != row.name) {
                 if (row.name.empty() && !row.is_share)
                     row.name = grant.share;
@@ -131,22 +171,20 @@ class Maker {
                     cell.people.push_back(grant.people[person]);
             else
                 cell.clients = grant.clients.empty() ? "everywhere" : grant.clients;
-            add_cell(&row, cell);
+            cell.is_rest =
+                service == Service::ftp && gives_something(cell) && has_shares_below(row.folder);
+            add_cell(&row, std::move(cell));
         }
-        for (Row& row : report_.rows) {
-            const bool serves =
-                std::any_of(row.cells.begin(), row.cells.end(), [&](const Cell& cell) {
-                    return std::any_of(
-                        cell.givers.begin(), cell.givers.end(),
-                        [&](const Giver& giver) { return giver.service == service; });
-                });
-            if (!serves && row.is_share && knows_people(service))
-                row.not_serving.push_back({service, ""});
-        }
+        Cell without;
+        without.givers = {{service, ""}};
+        without.state = reading.starts ? "not served" : "does not start";
+        for (Row& row : report_.rows)
+            if (row.is_share && knows_people(service) && !served.contains(&row))
+                add_cell(&row, without);
     }
 
     void add_targets(const TargetReading& reading) {
-        note("/etc/ietd.conf", reading.remarks);
+        note("/etc/ietd.conf", Service::iscsi, reading.present, reading.remarks);
         for (const Target& target : reading.targets) {
             Row& row = report_.rows.emplace_back();
             row.name = target.name;
@@ -166,7 +204,7 @@ class Maker {
     }
 
     // Marks the cells that differ from the first one that gives something.
-    static void mark(Row* row) {
+    void mark(Row* row) const {
         const Cell* first = nullptr;
         for (Cell& cell : row->cells) {
             if (!gives_something(cell))
@@ -179,14 +217,70 @@ class Maker {
             const bool for_all = first->guest >= cell.guest &&
                                  std::all_of(first->people.begin(), first->people.end(),
                                              [&](Right right) { return right >= cell.guest; });
-            cell.differs = knows_people(cell.givers[0].service) || !for_all;
+            // A service that knows no guests at all, as FTP in a domain, takes nothing from them.
+            const auto knows_guests = [&](const Giver& giver) {
+                return guests_.contains(giver.service);
+            };
+            const bool same =
+                first->people == cell.people &&
+                (cell.guest == first->guest ||
+                 (cell.guest < first->guest &&
+                  std::none_of(cell.givers.begin(), cell.givers.end(), knows_guests)));
+            cell.differs = knows_people(cell.givers[0].service) ? !same : !for_all;
         }
     }
 
     Report report_;
     std::vector<size_t> asked_;                           // Machine::people() by number
     std::map<std::string, std::vector<size_t>> numbers_;  // of rows, by folder
+    std::set<std::string> shares_;                        // their folders
+    std::set<Service> guests_;                            // services that let guests in anywhere
 };
+
+constexpr const char* letters[] = {"", " r", " w", " rw"};  // by Right
+
+// Who has a right, each with it: groups for their members where all have it.
+std::string holders_in_words(const Report& report, const Cell& cell, Right right) {
+    std::vector<bool> told(cell.people.size());
+    std::string names, words;
+    size_t count = 0, all = 0;
+    const auto say = [&](const std::string& who) {
+        words += (words.empty() ? "" : ", ") + who + letters[static_cast<int>(right)];
+    };
+    for (size_t person = 0; person < cell.people.size(); ++person) {
+        told[person] = cell.people[person] != right;
+        all += !report.people[person].is_group;
+        count += !told[person] && !report.people[person].is_group;
+    }
+    if (std::find(cell.people.begin(), cell.people.end(), right) == cell.people.end())
+        return "";
+    const bool everybody = report.all_people && count > 1 && count == all;
+    for (const Team& team : report.teams)
+        if (!everybody && count >= smallest_team &&
+            std::none_of(team.members.begin(), team.members.end(),
+                         [&](size_t person) { return cell.people[person] != right; })) {
+            if (std::all_of(team.members.begin(), team.members.end(),
+                            [&](size_t person) { return told[person]; }))
+                continue;  // by another group
+            say("group " + team.name);
+            for (const size_t person : team.members)
+                told[person] = true;
+        }
+    for (size_t person = 0; !everybody && person < told.size(); ++person) {
+        const std::string& name = report.people[person].name;
+        if (!told[person] && !report.people[person].is_group)
+            names += (names.empty() ? "" : " ") +
+                     (name.find(' ') == std::string::npos ? name : '"' + name + '"');
+    }
+    const std::string teams = std::exchange(words, "");
+    if (everybody || !names.empty())
+        say(everybody ? "everyone" : names);
+    words += (words.empty() || teams.empty() ? "" : ", ") + teams;
+    for (size_t person = 0; person < told.size(); ++person)
+        if (!told[person] && report.people[person].is_group)
+            say(report.people[person].name);
+    return words;
+}
 
 }  // namespace
 
@@ -200,18 +294,25 @@ Report make_report(const Machine& machine, const std::vector<std::string>& users
     return Maker(machine, users).finish();
 }
 
-std::vector<std::string> people_with(const Report& report, const Cell& cell, Right right) {
-    std::vector<std::string> names;
-    for (size_t person = 0; person < cell.people.size(); ++person)
-        if (cell.people[person] == right)
-            names.push_back(report.people[person].name);
-    return names;
-}
-
-std::string clients_in_words(const Cell& cell) {
-    const bool known = cell.clients != "everywhere" && !cell.clients.starts_with("everywhere,");
-    return (known ? "" : "from ") + cell.clients + (cell.guest == Right::write ? " rw" : " r") +
-           (cell.givers[0].service == Service::nfs ? ", whoever the user" : "");
+std::string in_words(const Report& report, const Cell& cell) {
+    if (*cell.state != '\0')
+        return cell.state;
+    if (!cell.clients.empty()) {
+        const bool known = cell.clients != "everywhere" && !cell.clients.starts_with("everywhere,");
+        return (known ? "" : "from ") + cell.clients + letters[static_cast<int>(cell.guest)] +
+               (cell.givers[0].service == Service::nfs ? ", whoever the user" : "");
+    }
+    std::string words;
+    const auto say = [&](const std::string& part) {
+        words += (words.empty() || part.empty() ? "" : ", ") + part;
+    };
+    for (const Right right : {Right::write, Right::upload, Right::read})
+        say(holders_in_words(report, cell, right));
+    if (cell.guest != Right::none)
+        say(std::string("without an account") + letters[static_cast<int>(cell.guest)]);
+    if (cell.is_rest)
+        say("shares below excepted");
+    return words.empty() ? "nobody" : words;
 }
 
 std::string in_words(const std::vector<Giver>& givers) {
@@ -221,6 +322,21 @@ std::string in_words(const std::vector<Giver>& givers) {
         if (!giver.share.empty())
             words += " [" + giver.share + ']';
     }
+    return words;
+}
+
+std::string in_words(const Note& note) {
+    return (note.stops ? std::string(name_of(note.service)) + " does not start: " : "") +
+           note.file + (note.line > 0 ? ':' + std::to_string(note.line) : "") + ": " + note.text;
+}
+
+std::string missing_in_words(const Report& report) {
+    if (!report.has_any_file)
+        return "no service has a file here: --planned shows what a run of tavrogen would write";
+    std::string words;
+    for (const auto& [service, file] : report.missing)
+        words += (words.empty() ? "not shown: " : ", ") + std::string(name_of(service)) + " (no " +
+                 file + ')';
     return words;
 }
 

@@ -2,25 +2,24 @@
 #pragma once
 
 #include "base/os.h"
+#include "base/transfer.h"
 
 #include <string.h>
 
-// Reads the lines of a file as fgets(3) does into an area of `line_size` bytes: a line keeps its
-// newline, the last one may lack it, and a longer line comes in several pieces of `line_size` - 1
+// Reads the lines of a file as fgets(3) does into an area of `line_size` bytes. A line keeps its
+// newline; the last one may lack it. A longer line comes in several pieces of `line_size` - 1
 // bytes. A NUL does not end a line; the bytes after it stand in the area.
 //
 // The `spare` bytes after the line are zero: a caller's cursor may run past the line's end.
 template <int line_size, int spare>
 class LineReader {
   public:
+    // Takes over an open file.
     // cppcheck-suppress uninitMemberVar // the areas are filled before they are read
-    explicit LineReader(const char* path) : file_(open_input(path)) {}
+    explicit LineReader(int file) : file_(file) {}
 
-    // False when the file could not be opened.
-    explicit operator bool() const { return file_ != -1; }
-
-    // The next line, which stays until the next call; NULL at the end of the file, and when the
-    // file cannot be read.
+    // The next line, which stays until the next call. NULL at the end of the file, and if the file
+    // cannot be read: a line of which only a part could be read is no line.
     const char* next() {
         size_t length = 0;
         bool whole = false;
@@ -39,21 +38,21 @@ class LineReader {
             length += part;
         }
         memset(line_ + length, 0, 1 + spare);
-        return length == 0 || failed_ ? nullptr : line_;
+        return length == 0 || last_read_ == -1 ? nullptr : line_;
     }
 
   private:
-    // Reads more bytes; false when there are none.
+    // Reads more bytes, unless the last reading found the end. Returns false if there are none.
     bool fill() {
-        const ssize_t got = read(file_, chunk_, sizeof chunk_);
-        failed_ = got < 0;
+        if (last_read_ > 0)
+            last_read_ = read_some(file_, chunk_, sizeof chunk_);
         at_ = 0;
-        end_ = got > 0 ? static_cast<size_t>(got) : 0;
-        return got > 0;
+        end_ = last_read_ > 0 ? static_cast<size_t>(last_read_) : 0;
+        return end_ != 0;
     }
 
     Descriptor file_;
-    bool failed_ = false;
+    ssize_t last_read_ = 1;  // what read_some() returned; before the first time, not the end
     size_t at_ = 0;
     size_t end_ = 0;
     char chunk_[32768];

@@ -1,4 +1,4 @@
-// What the program prints.
+// Notices, failures and traces on the standard streams.
 #include "base/messages.h"
 
 #include <stdarg.h>

@@ -1,5 +1,5 @@
-// What the program prints. Standard output takes its notices and traces, standard error its
-// failures. Write errors are ignored: a message that cannot be written is lost.
+// Notices, failures and traces on the standard streams. Notices and traces go to standard output,
+// failures to standard error. Write errors are ignored: a message that cannot be written is lost.
 #pragma once
 
 #include "include/debug.h"
@@ -8,5 +8,6 @@
 void say(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void complain(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-// Prints to standard output when `debug` is at least `level`.
+// Prints to standard output if `debug` is at least `level`. trace(0, ...) is a notice that a
+// negative level silences; say() always prints.
 void trace(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));

@@ -1,9 +1,10 @@
 // A file that is being written.
 #include "base/output.h"
 
+#include "base/transfer.h"
+
 #include <algorithm>
 #include <charconv>
-#include <errno.h>
 #include <string.h>
 
 void Output::append(std::string_view text) {
@@ -14,7 +15,7 @@ void Output::append(std::string_view text) {
     memcpy(end, text.data(), text.size());
 }
 
-// Puts a text that the buffer has no room for.
+// Appends a text that does not fit into the rest of the buffer.
 void Output::append_in_parts(std::string_view text) {
     while (!text.empty()) {
         if (used_ == sizeof buffer_)
@@ -32,16 +33,9 @@ void Output::append(int number) {
     append(std::string_view(digits, static_cast<size_t>(end - digits)));
 }
 
-void Output::flush() {
-    const char* at = buffer_;
-    while (used_ > 0 && file_ != -1 && !failed_) {
-        const ssize_t written = write(file_, at, used_);
-        if (written > 0) {
-            at += written;
-            used_ -= static_cast<size_t>(written);
-        } else if (written == 0 || errno != EINTR) {
-            failed_ = true;
-        }
-    }
+bool Output::flush() {
+    if (file_ != -1 && !failed_)
+        failed_ = !write_all(file_, {buffer_, used_});
     used_ = 0;
+    return !failed_;
 }

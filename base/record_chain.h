@@ -7,8 +7,8 @@
 
 #include <stdlib.h>
 
-// Links a zeroed record after `last`, the last of its chain, and returns it; or, when memory runs
-// out, says so on standard error and returns NULL with the chain as it was.
+// Links a zeroed record after `last`, the last of its chain, and returns it. If memory runs out,
+// says so on standard error and returns NULL with the chain as it was.
 template <class Record>
 Record* grow(Record* last) {
     auto* record = static_cast<Record*>(calloc(1, sizeof(Record)));
@@ -50,7 +50,7 @@ Record* release_followers(Record* record, BeforeFree before_free) {
     return record;
 }
 
-// As above, with the trace that `function` of the loaders prints for `what` is freed.
+// The same; traces each record as one `what` that `function` frees.
 template <class Record>
 Record* release_followers(Record* record, const char* function, const char* what) {
     return release_followers(record, [=](Record* freed) {

@@ -1,10 +1,9 @@
-// The actions of the command line that are not a writer or the directory scan.
+// The actions of -c, -i and -m, the banner and the usage.
 #include "cmd/actions.h"
 
+#include "base/c_string.h"
 #include "base/messages.h"
-#include "base/os.h"
-#include "base/text.h"
-#include "util/netdev.h"
+#include "conf/vantor_bin.h"
 #include "writers/writers.h"
 
 #include <arpa/inet.h>
@@ -21,27 +20,17 @@ void usage() {
     say(" tavrogen -b DIR       : output under DIR directories.\n");
     say(" tavrogen -i interface : output ip address .\n");
     say(" tavrogen -m interface : output mac address .\n");
-    say(" tavrogen -c <samba|proftpd|atalk|syslog|iscsi|nfs> : make configration files.\n");
+    say(" tavrogen -c <");
+    for (const service& row : services)
+        say(&row == services ? "%s" : "|%s", row.name);
+    say("> : make configration files.\n");  // Kept: scripts match this text, with its spelling.
 }
-
-static constexpr struct {
-    const char* name;
-    int (*write)();
-} services[] = {
-    {"samba", make_samba_conf},   {"proftpd", make_proftpd_conf}, {"atalk", make_atalk_conf},
-    {"syslog", make_syslog_conf}, {"iscsi", make_iscsi_conf},     {"nfs", make_nfs_exports},
-};
 
 int write_service(const char* name, int result_so_far) {
     say("optarg:%s\n", name);
-    for (const auto& service : services) {
-        if (!equal(name, service.name))
-            continue;
-        // Runs take turns, from before the settings are read: so a file is one run's alone, and
-        // that of the later settings. A run that hangs holds the others up for these seconds only.
-        const Descriptor turn(lock_folder("/etc/korvel", 10));
-        return service.write();
-    }
+    for (const service& row : services)
+        if (equal(name, row.name))
+            return row.write();
     return result_so_far;
 }
 

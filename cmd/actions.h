@@ -1,11 +1,11 @@
-// The actions of the command line that are not a writer or the directory scan.
+// The actions of -c, -i and -m, the banner and the usage.
 #pragma once
 
 // Prints the banner line, or the usage text, to standard output.
 void banner();
 void usage();
 
-// Runs the writer of that name. Returns its status; or, when there is no such writer, the result
+// Runs the writer of that name. Returns its status; or, if there is no such writer, the result
 // of the run so far.
 int write_service(const char* name, int result_so_far);
 

@@ -1,5 +1,5 @@
 // tavrogen: writes the service configurations of the appliance and answers its scripts' queries.
-#include "base/text.h"
+#include "base/c_string.h"
 #include "cmd/actions.h"
 #include "du/sub_du.h"
 #include "include/debug.h"
@@ -8,16 +8,15 @@
 #include <signal.h>
 #include <unistd.h>
 
-// Fills the places of standard streams that the caller has closed with a descriptor that takes
-// no output: else the first file opened for writing would get its place, and every message.
+// Opens a descriptor that takes no output for each standard stream that the caller has closed.
+// Otherwise the first file to be written would become standard output and get every message.
 static void guard_standard_streams() {
     for (int descriptor = 0; descriptor <= STDERR_FILENO; ++descriptor)
         if (fcntl(descriptor, F_GETFD) == -1)
             open("/", O_PATH);
 }
 
-// Lets the run go on where its messages cannot be written: to a reader that has gone away, or
-// beyond a limit on file size. They are lost, the services' files are not.
+// A reader that goes away, or a limit on file size, must not end the run: it costs messages only.
 static void ignore_write_signals() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);

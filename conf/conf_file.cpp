@@ -1,8 +1,9 @@
 // The settings wrappers.
 #include "conf/conf_file.h"
 
+#include "base/c_string.h"
 #include "base/messages.h"
-#include "base/text.h"
+#include "conf/vantor_bin.h"
 
 static int lookup(const char* wrapper, const SettingsFile& file, const char* key, char* value,
                   int size) {
@@ -16,20 +17,12 @@ int LoadConfFileString(const SettingsFile& file, const char* key, char* value, i
     return lookup("LoadConfFileString", file, key, value, size);
 }
 
-int LoadConfFileString(const char* file, const char* key, char* value, int size) {
-    return LoadConfFileString(SettingsFile(file), key, value, size);
-}
-
 int LoadConfFileInt(const SettingsFile& file, const char* key, int* value) {
     char digits[128];
     if (lookup("LoadConfFileInt", file, key, digits, sizeof digits) != 0)
         return -1;
     *value = to_int(digits);
     return 0;
-}
-
-int LoadConfFileInt(const char* file, const char* key, int* value) {
-    return LoadConfFileInt(SettingsFile(file), key, value);
 }
 
 int LoadConfFileChar(const SettingsFile& file, const char* key, unsigned char* value) {
@@ -40,19 +33,11 @@ int LoadConfFileChar(const SettingsFile& file, const char* key, unsigned char* v
     return 0;
 }
 
-int LoadConfFileChar(const char* file, const char* key, unsigned char* value) {
-    return LoadConfFileChar(SettingsFile(file), key, value);
-}
-
 int LoadConfFileOnOff(const SettingsFile& file, const char* key) {
     char word[128];
     if (lookup("LoadConfFileOnOff", file, key, word, sizeof word) != 0)
         return -1;
     return equal(word, "on");
-}
-
-int LoadConfFileOnOff(const char* file, const char* key) {
-    return LoadConfFileOnOff(SettingsFile(file), key);
 }
 
 int SaveConfFileString(const char* file, const char* key, const char* value) {

@@ -30,5 +30,5 @@ inline const char* take(const char* cursor, char*& member) {
 const char* take(const char* cursor, int& member);            // decimal
 const char* take(const char* cursor, unsigned char& member);  // decimal, the low 8 bits
 
-// Takes a switch: 1 when the field is exactly "on", else 0.
+// Takes a switch: 1 if the field is exactly "on", else 0.
 const char* take_switch(const char* cursor, unsigned char& member);

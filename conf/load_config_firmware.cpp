@@ -1,4 +1,4 @@
-// Reads what the firmware brings along.
+// Reads /etc/vantor_expansion_firmware: whether FTP may use TLS.
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
 

@@ -1,4 +1,4 @@
-// Reads the groups of the system.
+// Reads /etc/group.
 #include "conf/list_file.h"
 #include "conf/load_config.h"
 
@@ -42,16 +42,14 @@ static void clear_group(GROUP_INFO* group) {
 }
 
 int load_groupinfo(GROUP_INFO* head, int* count) {
-    ListReader lines("/etc/group");
-    if (!lines) {
-        complain("Can't Open : /etc/group\n");
+    const Heap<ListReader> lines = open_list_file("/etc/group");
+    if (!lines)
         return -1;
-    }
     *count = 0;
     *head = {};
     GROUP_INFO* group = head;
     bool vacant = true;  // the current record is free for the next line
-    while (const char* line = lines.next()) {
+    while (const char* line = lines->next()) {
         if (!vacant) {
             trace(1, "allocate group memory ");
             group = grow(group);

@@ -1,7 +1,7 @@
-// Reads the appliance-wide settings and the states of the volumes.
+// Reads /etc/korvel/info, /etc/korvel/diskinfo and the host name.
+#include "base/c_string.h"
 #include "base/messages.h"
 #include "base/os.h"
-#include "base/text.h"
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
 #include "include/code_page.h"
@@ -18,8 +18,8 @@ static void load_switch(const SettingsFile& file, const char* key, unsigned char
 
 static void set_hostname(SYS_INFO* info, const char* full_name) {
     const size_t length = strcspn(full_name, ".");
-    const size_t room = sizeof info->hostname - 1;  // a longer name is cut
-    memcpy(info->hostname, full_name, length < room ? length : room);
+    const size_t limit = sizeof info->hostname - 1;  // a longer name is cut
+    memcpy(info->hostname, full_name, length < limit ? length : limit);
     trace(1, "load_info in load_config: hostname = %s.\n", full_name);
 }
 
@@ -108,7 +108,7 @@ static void load_array(const SettingsFile& disks, SYS_INFO* info, int index) {
 int load_diskinfo_array(SYS_INFO* info, int index) {
     if (index < 0 || index > 1)
         return -1;
-    load_array(SettingsFile(disk_file), info, index);
+    load_array(disk_file, info, index);
     return 0;
 }
 
@@ -143,7 +143,8 @@ static void load_usb_disks(const SettingsFile& disks, SYS_INFO* info) {
 
 int load_info(SYS_INFO* info) {
     *info = {};
-    const SettingsFile file("/etc/korvel/info");
+    SettingsFile file("/etc/korvel/info");
+    file.load();
     // Kept: one area serves all values that are compared. A missing key leaves the value before it
     // in place, and that one is compared, where one expects an empty value.
     char value[256];
@@ -178,7 +179,8 @@ int load_info(SYS_INFO* info) {
     LoadConfFileString(file, "syslog_forward_item", value);
     set_forward_items(info, value);
     load_switch(file, "info_visible", &info->info_visible);
-    const SettingsFile disks(disk_file);
+    SettingsFile disks(disk_file);
+    disks.load();
     load_array(disks, info, 0);
     load_array(disks, info, 1);
     load_disks(disks, info);

@@ -1,4 +1,4 @@
-// Reads the iSCSI settings.
+// Reads /etc/korvel/iscsi_info and /etc/korvel/iscsi_disks1 to iscsi_disks10.
 #include "base/messages.h"
 #include "base/record_chain.h"
 #include "conf/conf_file.h"
@@ -9,7 +9,8 @@
 
 int load_iscsi_info(ISCSI_INFO* info) {
     *info = {};
-    const SettingsFile file("/etc/korvel/iscsi_info");
+    SettingsFile file("/etc/korvel/iscsi_info");
+    file.load();
     LoadConfFileString(file, "iscsi_service", info->iscsi_service);
     LoadConfFileString(file, "iscsi_IncomingUser_name", info->iscsi_IncomingUser_name);
     LoadConfFileString(file, "iscsi_IncomingUser_password", info->iscsi_IncomingUser_password);
@@ -83,7 +84,8 @@ int load_iscsi_disks(ISCSI_DISKS* head) {
     for (int file_number = 1; file_number <= 10; ++file_number) {
         char path[64];
         snprintf(path, sizeof path, "/etc/korvel/iscsi_disks%d", file_number);
-        const SettingsFile file(path);
+        SettingsFile file(path);
+        file.load();
         DeviceKeys shared(file, 0);
         for (int number = 0; number < 20; ++number) {
             DeviceKeys own(file, number);

@@ -1,7 +1,7 @@
-// Reads the MSDFS settings.
+// Reads /etc/korvel/msdfs.
+#include "base/c_string.h"
 #include "base/messages.h"
 #include "base/record_chain.h"
-#include "base/text.h"
 #include "conf/conf_file.h"
 #include "conf/load_config.h"
 
@@ -57,7 +57,8 @@ int load_msdfsinfo(MSDFS_INFO* msdfs) {
     msdfs->links = allocate<MSDFS_LINK>("link");
     if (msdfs->links == nullptr)
         return -1;
-    const SettingsFile file("/etc/korvel/msdfs");
+    SettingsFile file("/etc/korvel/msdfs");
+    file.load();
     msdfs->enabled = load_switch(file, "msdfs_function", "MSDFS is enable", "MSDFS is disable");
     msdfs->root_as_link =
         load_switch(file, "msdfs_root_as_link", "MSDFS root is same as MSDFS link",

@@ -1,4 +1,4 @@
-// Reads the share lists.
+// Reads /etc/korvel/shareinfo and /etc/korvel/usbshareinfo.
 #include "base/messages.h"
 #include "conf/list_file.h"
 #include "conf/list_words.h"
@@ -7,7 +7,7 @@
 #include <initializer_list>
 #include <stdlib.h>
 
-// 16 fields: most_fields (conf/list_file.h) counts on it.
+// 16 fields: the most of all records (max_fields, conf/list_file.h).
 static const char* parse_share(const char* at, SHARE_INFO* share) {
     at = take(at, share->name);
     at = take(at, share->volume);
@@ -55,7 +55,7 @@ void close_shareinfo(SHARE_INFO* head) {
         free_lists(share);
         trace(1, "free %p\n", static_cast<void*>(share));
     });
-    free_lists(head);  // its `next` is NULL by now: who walks a closed list finds nothing freed
+    free_lists(head);  // `next` is NULL by now: walking a closed list touches no freed record
     trace(1, "close_shareinfo in load_config: close shareinfo.\n");
 }
 

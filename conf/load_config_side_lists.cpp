@@ -1,4 +1,4 @@
-// Reads the side lists of the shares.
+// Reads /etc/korvel/offlinefile, /etc/korvel/shareinfo.hidden and /etc/korvel/shareinfo.vfs.
 #include "conf/list_file.h"
 #include "conf/list_words.h"
 #include "conf/load_config.h"

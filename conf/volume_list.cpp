@@ -1,18 +1,19 @@
-// The list of the appliance's logical volumes.
+// Reads /tmp/pvlistconfig.
 #include "conf/volume_list.h"
 
+#include "base/c_string.h"
 #include "base/line_reader.h"
 #include "base/messages.h"
-#include "base/text.h"
 #include "conf/list_words.h"
 
 #include <string.h>
 
 bool volume_listed(const char* path) {
     constexpr int two_fields = 4;  // zero bytes after a line, for a cursor that runs past its end
-    LineReader<256, two_fields> lines("/tmp/pvlistconfig");
-    if (!lines)
+    const int file = open_input("/tmp/pvlistconfig");
+    if (file == -1)
         return false;
+    LineReader<256, two_fields> lines(file);
     say("checkpath %s\n", path);
     const char* line = lines.next();
     while (line != nullptr && strstr(line, path) == nullptr)

@@ -14,7 +14,7 @@
 
 namespace {
 
-// One name in the list of directories. The list ends in an empty node.
+// One name in the list of directories. The last node is empty: append() fills it.
 struct dir_node {
     char* name;  // heap, owned
     dir_node* next;
@@ -58,7 +58,7 @@ bool is_listed(DIR* directory, const char* name) {
 }
 
 // Stores a name in the empty node at the end of the list and puts a new one after it. Returns
-// the new node, or NULL when memory runs out.
+// the new node, or NULL if memory runs out.
 dir_node* append(dir_node* node, const char* name) {
     node->name = strdup(name);
     dir_node* empty = allocate_node();
@@ -72,7 +72,7 @@ dir_node* append(dir_node* node, const char* name) {
     return empty;
 }
 
-// Prints one path and reports it when it cannot be opened. A path that does not fit is left out,
+// Prints one path and reports it if it cannot be opened. A path that does not fit is left out,
 // since its beginning may be the path of another directory.
 void print_subdirectory(const char* directory, const char* name) {
     char path[255];
@@ -99,7 +99,9 @@ int dir_use(const char* directory) {
         release_list(first);
         return -1;
     }
-    (void)!chdir(directory);  // a failure means that no entry has a status: none is listed
+    // chdir fails where nothing may be searched; fstatat then fails for each entry, and none is
+    // listed.
+    (void)!chdir(directory);
 
     dir_node* last = first;
     int count = 0;

@@ -14,11 +14,12 @@ inline constexpr code_page code_pages[] = {
     {"CP936", "CP936", "MAC_CHINESE_SIMP"},
     {"CP949", "CP949", "MAC_KOREAN"},
     {"CP950", "CP950", "MAC_CHINESE_TRAD"},
-    {"CP775", "CP775", "MAC_JAPANESE"},  // Kept: 775, 852, 857 and 1252 are Japanese.
+    // Kept: CP775, CP852, CP857 and CP1252 get MAC_JAPANESE, where one expects their own script.
+    {"CP775", "CP775", "MAC_JAPANESE"},
     {"CP850", "CP850", "MAC_ROMAN"},
     {"CP852", "CP852", "MAC_JAPANESE"},
     {"CP857", "CP857", "MAC_JAPANESE"},
-    {"CP860", "CP1251", "MAC_ROMAN"},  // Kept: CP860 gives CP1251.
+    {"CP860", "CP1251", "MAC_ROMAN"},  // Kept: one expects the charset CP860.
     {"CP1250", "CP1250", "MAC_CENTRALEUROPE"},
     {"CP1251", "CP1251", "MAC_CYRILLIC"},
     {"CP1252", "CP1252", "MAC_JAPANESE"},

@@ -1,8 +1,7 @@
 // The appliance-wide settings: /etc/korvel/info, /etc/korvel/diskinfo and the host name.
 #pragma once
 
-// One appliance. A flag that is read as an on/off key holds 255 when its key is missing, and so
-// counts as set.
+// One appliance. An on/off member is 255 if its key is missing, and so counts as set.
 struct SYS_INFO {
     char hostname[20];  // up to the first '.'
     char string[100];
@@ -14,7 +13,7 @@ struct SYS_INFO {
     unsigned char array_state[2];     // 0 none, 1 jbod, 2 raid0, 3 raid1, 4 raid5, 5 raid10
     unsigned char disk_state[4];      // 1 a disk on its own, 2 member of array1, 3 of array2
     unsigned char usb_disk_state[2];  // 1 in use
-    unsigned char mtu;         // the low 8 bits of the number; a writer asks whether they are 0
+    unsigned char mtu;         // low 8 bits of the number; other than 0: large socket buffers
     unsigned char sec_domain;  // "domain" is "on": member of a domain
     unsigned char printer_win;
     unsigned char atalk;
@@ -37,5 +36,5 @@ struct SYS_INFO {
     unsigned char forward_file_ftp;
     unsigned char forward_file_iscsi;
     unsigned char info_visible;
-    unsigned char local_auth;  // 1 when it is exactly "on"; if it is missing, when the host name is
+    unsigned char local_auth;  // 1 if the value (without the key, the host name) is "on"
 };

@@ -4,6 +4,6 @@ if(TAVROGEN_STATIC) # another build adds nothing here
     add_test(NAME consumers.${consumer}
       COMMAND ${CMAKE_SOURCE_DIR}/tests/consumers/run ${consumer} $<TARGET_FILE:tavrogen>)
     set_tests_properties(consumers.${consumer} PROPERTIES
-      LABELS consumers SKIP_RETURN_CODE 77 TIMEOUT 300)
+      LABELS "all;consumers" SKIP_RETURN_CODE 77 TIMEOUT 3000)
   endforeach()
 endif()

@@ -2,8 +2,11 @@
 if(TAVROGEN_STATIC) # once is enough: it has builds of its own
   add_test(NAME manual
     COMMAND ${CMAKE_SOURCE_DIR}/tests/manual_test.sh $<TARGET_FILE:tavrogen>)
+  add_test(NAME manual.lint COMMAND sh -c "mandoc -T lint -W warning doc/*.[58]"
+    WORKING_DIRECTORY ${CMAKE_SOURCE_DIR})
   add_test(NAME package COMMAND ${CMAKE_SOURCE_DIR}/tests/package_test.sh)
-  set_tests_properties(package PROPERTIES LABELS package TIMEOUT 900)
+  set_tests_properties(manual.lint PROPERTIES LABELS all)
+  set_tests_properties(package PROPERTIES LABELS "all;package" TIMEOUT 9000)
 
   # All tests of the program also run each program for ARM that is there when ctest is: emulated, on
   # the least of the processors that it is for.
@@ -15,7 +18,7 @@ if(TAVROGEN_STATIC) # once is enough: it has builds of its own
       "  add_test(${preset}.build [[${CMAKE_COMMAND}]]\n"
       "    --build [[${CMAKE_SOURCE_DIR}/build-${preset}]] --target tavrogen)\n"
       "  set_tests_properties(${preset}.build PROPERTIES\n"
-      "    FIXTURES_SETUP ${preset} LABELS ${preset} TIMEOUT 600)\n")
+      "    FIXTURES_SETUP ${preset} LABELS \"all;${preset}\" TIMEOUT 6000)\n")
     foreach(suite program_tests fault_tests)
       string(APPEND arm_tests
         "  add_test(${preset}.${suite} [[${CMAKE_COMMAND}]] -E env QEMU_CPU=${processor}\n"
@@ -23,7 +26,7 @@ if(TAVROGEN_STATIC) # once is enough: it has builds of its own
         "    [[TAVROGEN_SANDBOX_OPTIONS=--emulator ${emulator}]]\n"
         "    [[$<TARGET_FILE:${suite}>]] --gtest_filter=-*EachAllocation*)\n" # has its own program
         "  set_tests_properties(${preset}.${suite} PROPERTIES\n"
-        "    FIXTURES_REQUIRED ${preset} LABELS ${preset} TIMEOUT 600)\n")
+        "    FIXTURES_REQUIRED ${preset} LABELS \"all;${preset}\" TIMEOUT 6000)\n")
     endforeach()
     string(APPEND arm_tests "endif()\n")
   endforeach()

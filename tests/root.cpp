@@ -1,6 +1,7 @@
 // The tests' words for the root directory of an appliance.
 #include "tests/root.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -17,7 +18,7 @@ using std::string;
 static string slurp(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file || fs::is_directory(path))
-        return "(no such file)";
+        return no_file;
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -86,7 +87,7 @@ void missing(const string& program) {
 
 // The text with a number for each address: in the order in which an action names them, since what
 // it has freed comes again in the next one.
-static string numbered(const string& text) {
+string numbered(const string& text) {
     static const std::regex address("0x[0-9a-f]+");
     std::map<string, size_t> numbers;
     string result;
@@ -230,7 +231,7 @@ string difference(const fs::path& before, const fs::path& after, int context) {
 }
 
 // At most so many lines of a text, each of a bearable length.
-static string beginning(const string& text, size_t most) {
+string beginning(const string& text, size_t most) {
     string shown;
     for (const string& line : lines_of(text)) {
         if (most-- == 0)
@@ -247,18 +248,21 @@ static void fail(const string& behaviour, const string& input, const string& pat
                   << beginning(differences, 24);
 }
 
-void expect_same(const string& behaviour, const string& input, const string& path,
-                 const string& expected, const string& seen) {
-    if (expected == seen)
-        return;
+string differing_lines(const string& expected, const string& seen) {
     string name = fs::temp_directory_path() / "tavrogen-test.XXXXXX";
     const fs::path folder = mkdtemp(name.data());
     store(folder / "expected", expected);
     store(folder / "seen", seen);
-    fail(behaviour, input, path,
-         output_of("cd " + quoted(folder) +
-                   "; diff -aU3 --label expected --label seen expected seen"));
+    const string lines =
+        output_of("cd " + quoted(folder) + "; diff -aU1 expected seen | tail -n +3");
     fs::remove_all(folder);
+    return lines;
+}
+
+void expect_same(const string& behaviour, const string& input, const string& path,
+                 const string& expected, const string& seen) {
+    if (expected != seen)
+        fail(behaviour, input, path, differing_lines(expected, seen));
 }
 
 void expect_recorded(const string& behaviour, const string& input, const string& name,
@@ -283,7 +287,7 @@ void Root::expect_outcome(const string& behaviour, const string& arguments, cons
 
 // A line of a case file in its own bytes: \xHH is a byte, {N} stands for N of the byte before it,
 // and \c at the end for no newline.
-static string unescaped(const string& line) {
+string unescaped(const string& line) {
     string text;
     for (size_t at = 0; at < line.size(); ++at) {
         if (line.substr(at, 2) == "\\c")

@@ -12,6 +12,9 @@
 
 // With TAVROGEN_RECORD in the environment, what is compared with a file is written there instead.
 
+// What a file has in it that is not there.
+inline const std::string no_file = "(no such file)";
+
 // How a run has ended. A program that was killed has a status above 128.
 struct Outcome {
     int status;
@@ -32,7 +35,7 @@ class Root {
     std::string eth0;  // "MAC,ADDRESS/LENGTH"; empty: there is none
 
     std::filesystem::path at(const std::string& path) const;
-    std::string read(const std::string& path) const;  // "(no such file)" where there is none
+    std::string read(const std::string& path) const;               // no_file where there is none
     void write(const std::string& path, const std::string& text);  // with the folders above it
     void remove(const std::string& path);
     void obstruct(const std::string& path);  // by a folder in its place
@@ -99,6 +102,19 @@ void expect_case_file(const std::string& name);
 // Shows what is wrong, for which input and where: the lines in which two texts differ.
 void expect_same(const std::string& behaviour, const std::string& input, const std::string& path,
                  const std::string& expected, const std::string& seen);
+
+// The lines that differ, marked - and +, each with the line before and after it.
+std::string differing_lines(const std::string& expected, const std::string& seen);
+
+// At most so many lines of a text, each of a bearable length.
+std::string beginning(const std::string& text, size_t most);
+
+// A line in its own bytes: \xHH is a byte, {N} stands for N of the byte before it, and \c at the end
+// for no newline.
+std::string unescaped(const std::string& line);
+
+// The text with a number for each address, in the order in which an action names them.
+std::string numbered(const std::string& text);
 
 // Compares a text with the file tests/expected/NAME.
 void expect_recorded(const std::string& behaviour, const std::string& input,

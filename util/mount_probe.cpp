@@ -1,9 +1,9 @@
 // Asks the kernel's mount table what is mounted where.
 #include "util/mount_probe.h"
 
-#include "base/text.h"
-#include "util/grep_file.h"
+#include "base/c_string.h"
 #include "base/messages.h"
+#include "conf/vantor_bin.h"
 
 #include <stdio.h>
 #include <string.h>

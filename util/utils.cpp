@@ -2,7 +2,7 @@
 #include "util/utils.h"
 
 #include "base/messages.h"
-#include "base/text.h"
+#include "base/c_string.h"
 #include "include/code_page.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
         memcpy(text, replacement, filling);
         return 1;
     }
-    if (gap < filling)  // Kept: the warning is as the scripts know it, its spelling included.
+    if (gap < filling)  // Kept: scripts match this text, with its spelling.
         say("[waring! utils 187] this routine have a over flow probabirity.\n");
     if (gap == 0)
         return 1;
@@ -27,8 +27,8 @@ int str_replace(char* text, const char* pattern, const char* replacement) {
     if (gap < filling)
         for (const char* at = text; (at = strstr(at, pattern)) != nullptr; at += gap)
             growth += filling - gap;
-    // Read from the text moved to the right by the growth, write from its start: the writing
-    // never overtakes the reading.
+    // The text is first moved to the right by its growth, then copied back to its start: so writing
+    // never overtakes reading.
     char* from = text + growth;
     if (growth != 0)
         memmove(from, text, strlen(text) + 1);
@@ -73,7 +73,7 @@ static bool is_mark(char byte) {
 
 // Writes the items of a list into `to`, in the form of their kind.
 static void shape_items(char* to, const char* from, int kind) {
-    constexpr ptrdiff_t longest_part = 127;  // of a domain account: the domain, and the name
+    constexpr ptrdiff_t part_limit = 127;  // of a domain, and of a name in it
     const char* const start = to;
     for (;; ++from) {
         while (*from == ',' || is_mark(*from))
@@ -90,13 +90,13 @@ static void shape_items(char* to, const char* from, int kind) {
             to += is_mark(*to) ? 0 : 1;
         }
         if (*from == '+') {
-            to = stpcpy(std::min(to, part + longest_part), "+\"");
+            to = stpcpy(std::min(to, part + part_limit), "+\"");
             part = to;
             while (*++from != '\0' && *from != ',') {
                 *to = *from;
                 to += is_mark(*to) ? 0 : 1;
             }
-            to = stpcpy(std::min(to, part + longest_part), "\"");
+            to = stpcpy(std::min(to, part + part_limit), "\"");
         }
         if (*from == '\0')
             break;
@@ -110,7 +110,7 @@ int VntSambaFormatShaper(char** list, int kind) {
     // An item of one byte and its comma become five bytes at most.
     auto* shaped = static_cast<char*>(malloc(strlen(*list) * 5 / 2 + 3));
     if (shaped == nullptr) {
-        // Kept: the number is as the scripts know it; it is not a line of this file.
+        // Kept: scripts match the number 453; it is not a line of this file.
         say("utils VntSambaFormatShaper (453)>calloc failed.\n");
         return 1;
     }

@@ -2,8 +2,8 @@
 #pragma once
 
 // Replaces every occurrence of `pattern` in `text`, in place and from left to right; what has
-// been put in is not searched again. The caller leaves room for a replacement that is longer
-// than the pattern; standard output warns of it. A pattern that begins with '^' stands for the
+// been put in is not searched again. The area of `text` must be large enough for a replacement that
+// is longer than the pattern; standard output warns of it. A pattern that begins with '^' stands for the
 // start of the text: the replacement is put before it, without a warning. Always returns 1.
 int str_replace(char* text, const char* pattern, const char* replacement);
 
@@ -11,7 +11,7 @@ int str_replace(char* text, const char* pattern, const char* replacement);
 // becomes a blank. A text of no more bytes stays as it is. Always returns 1.
 int str_cut_sjis(char* text, int length);
 
-// Returns a heap copy of `text`, which the caller frees, or NULL when memory runs out.
+// Returns a heap copy of `text`, which the caller frees, or NULL if memory runs out.
 char* str_duplicate(const char* text);
 
 // The kinds of list for the shaper.
@@ -20,27 +20,10 @@ enum { user_list = 0, group_list = 1 };
 // Rewrites a comma list of accounts, a heap string, into the form that Samba reads: groups are
 // marked with "@", and the name of a domain account is quoted (DOMAIN+"name"). A list that has
 // this form already keeps it; empty items are dropped; a domain and a name keep their first 127
-// bytes each. The string may move. Returns 0; or 1, with the list as it was, when it is NULL or
+// bytes each. The string may move. Returns 0; or 1, with the list as it was, if it is NULL or
 // empty, the kind is unknown, or memory runs out (reported on standard output).
 int VntSambaFormatShaper(char** list, int kind);
 
 // The charset name of a code page for Samba and the FTP server: a constant. Reported on standard
 // output at every call.
 const char* IconvCodeCharset(int codepage);
-
-// Calls visit(item) for each item of a comma list that is not empty; items are terminated in
-// place, one at a time.
-template <class Visit>
-void for_each_item(char* list, Visit visit) {
-    while (*list != '\0') {
-        char* end = list;
-        while (*end != '\0' && *end != ',')
-            ++end;
-        const char separator = *end;
-        *end = '\0';
-        if (end != list)
-            visit(list);
-        *end = separator;
-        list = separator == '\0' ? end : end + 1;
-    }
-}

@@ -1,6 +1,6 @@
 // Writes /etc/atalk/AppleVolumes.default, /etc/pam.d/netatalk and /etc/atalk/afpd.conf.
+#include "base/c_string.h"
 #include "base/messages.h"
-#include "base/text.h"
 #include "conf/load_config.h"
 #include "include/code_page.h"
 #include "util/mount_probe.h"

@@ -1,11 +1,11 @@
 // Writes /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny.
+#include "base/c_string.h"
 #include "base/messages.h"
 #include "base/os.h"
 #include "base/output.h"
-#include "base/text.h"
 #include "conf/load_config.h"
+#include "conf/vantor_bin.h"
 #include "conf/volume_list.h"
-#include "util/netdev.h"
 #include "writers/writers.h"
 
 #include <stdio.h>
@@ -52,12 +52,12 @@ void write_chap(Output& out, const char* indent, const char* authtype, const cha
         put(out, indent, "OutgoingUser ", users.outgoing_name, " ", users.outgoing_password, "\n");
 }
 
-// True when a disk has all that a target needs.
+// True if a disk has all that a target needs.
 bool has_target(const ISCSI_DISKS& disk) {
     return is_set(disk.target) && is_set(disk.path_lun0);
 }
 
-// True when a disk is to become a target in /etc/ietd.conf.
+// True if a disk is to become a target in /etc/ietd.conf.
 bool is_exported(const ISCSI_DISKS& disk) {
     // Kept: device 0 is exported without a switch; every other device needs it.
     if ((disk.device_number != 0 && !equal(disk.available, "on")) || !has_target(disk))

@@ -1,17 +1,16 @@
 // Searches a record chain by name, again and again.
 #pragma once
 
+#include "base/c_string.h"
 #include "base/messages.h"
 #include "base/name_index.h"
 
-#include <string.h>
-
-// Finds the first record of a chain that has a given name (exactly) and that counts. The chain
-// is walked from a first record along one of its links; it must not change meanwhile.
+// Finds the first record with exactly this name for which counts(record) is true. The chain is
+// walked from a first record along one of its links; it must not change meanwhile.
 //
 // At trace level `level` and above, each search is a plain walk that prints a line
 // "PROMPT NAME vs RECORD NAME" for every record that it compares. Below, one walk at the start
-// fills an index; where memory runs out for that, the searches walk.
+// fills an index; if memory runs out for that, the searches walk.
 template <class Record, auto name_of>
 class NameSearch {
   public:
@@ -35,21 +34,17 @@ class NameSearch {
             return index_.find(name);
         for (const Record* record = first_; record != nullptr; record = record->*step_) {
             trace(level_, "%s%s vs %s\n", prompt_, name, record->*name_of);
-            if (has_name(*record, name) && counts_(*record))
+            if (equal(name, record->*name_of) && counts_(*record))
                 return record;
         }
         return nullptr;
     }
 
   private:
-    static bool has_name(const Record& record, std::string_view name) {
-        return name == record.*name_of;
-    }
-
     const Record* first_;
     Record* Record::*step_;
     int level_;
     const char* prompt_;
     bool (*counts_)(const Record&);
-    NameIndex<Record, has_name> index_;
+    NameIndex<Record> index_;
 };

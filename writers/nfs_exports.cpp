@@ -1,6 +1,6 @@
 // Writes /etc/exports from the share list, the vfs side list and the NFS settings.
+#include "base/c_string.h"
 #include "base/record_chain.h"
-#include "base/text.h"
 #include "conf/load_config.h"
 #include "writers/name_search.h"
 #include "writers/write_conf.h"

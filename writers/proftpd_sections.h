@@ -30,11 +30,11 @@ enum class visibility { hidden, listed, unmentioned };
 visibility array_visibility(const SYS_INFO& info, int number);
 visibility disk_visibility(const SYS_INFO& info, int number);
 
-// The path of the MSDFS root, or NULL when it is not to be hidden.
+// The path of the MSDFS root, or NULL if it is not to be hidden.
 const char* hidden_msdfs_root(const MSDFS_INFO& msdfs);
 
 // Writes the section for users with an account. Returns the third record of the USB share list, or
-// NULL when there is none.
+// NULL if there is none.
 const SHARE_INFO* write_user_section(Output& out, const proftpd_inputs& inputs);
 
 // Writes the section for anonymous users, which asks the third USB share whether the USB disks are

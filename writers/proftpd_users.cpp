@@ -1,9 +1,9 @@
 // Writes the user section of proftpd.conf, in the order of the file: the access rules of all
 // directories for users with an account.
-#include "base/heap_text.h"
+#include "base/c_string.h"
+#include "base/heap.h"
 #include "base/messages.h"
 #include "base/output.h"
-#include "base/text.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
 #include "writers/name_search.h"
@@ -69,15 +69,15 @@ const char* hidden_msdfs_root(const MSDFS_INFO& msdfs) {
 
 namespace {
 
-// The groups, for the lines that name their members one by one, so that access does not hang on
-// the server's own lookup of groups.
+// The groups, whose members are named after them in the rules. So access does not depend on the
+// server's own group lookup.
 struct group_members {
-    bool written;  // not in a domain: its directory knows the groups
+    bool listed;  // false in a domain, whose directory knows the groups
     NameSearch<GROUP_INFO, &GROUP_INFO::GroupName> search;
     const char* hdusers;  // the members of the administrators' group; NULL: there is none
 };
 
-// Found without the traces of a search.
+// A plain walk: NameSearch would trace it.
 const char* members_of_hdusers(const GROUP_INFO* group) {
     while (group != nullptr && !equal(group->GroupName, "hdusers"))
         group = group->next;
@@ -87,21 +87,36 @@ const char* members_of_hdusers(const GROUP_INFO* group) {
 // One list of users and one of groups that have the same rights.
 struct audience {
     const char* users;
-    bool has_groups;  // the list in the settings is not empty
-    Text groups;      // without the "@" marks; NULL when memory runs out
+    bool has_groups;    // the list in the settings is not empty
+    HeapString groups;  // without the "@" marks; NULL if memory ran out
 };
 
 audience audience_of(const char* users, const char* groups) {
-    audience people = {users, is_set(groups), Text(str_duplicate(groups))};
+    audience people = {users, is_set(groups), HeapString(str_duplicate(groups))};
     if (people.groups)
         str_replace(people.groups.get(), "@", "");
     return people;
 }
 
+// Calls visit(item) for each item of a comma list that is not empty; items are terminated in
+// place, one at a time.
+template <class Visit>
+void for_each_item(char* list, Visit visit) {
+    while (*list != '\0') {
+        char* end = list + strcspn(list, ",");
+        const char separator = *end;
+        *end = '\0';
+        if (end != list)
+            visit(list);
+        *end = separator;
+        list = separator == '\0' ? end : end + 1;
+    }
+}
+
 // Writes "AllowUser" or "DenyUser" with the members of all groups of the audiences.
 void write_members(Output& out, const char* verb, std::initializer_list<const audience*> audiences,
                    const group_members& members) {
-    if (!members.written)
+    if (!members.listed)
         return;
     put(out, "    ", verb, "User ");
     for (const audience* people : audiences)
@@ -144,7 +159,7 @@ void write_administrators(Output& out, const group_members& members) {
     put(out, "    AllowUser admin,guest,");
     if (members.hdusers != nullptr)
         put(out, members.hdusers, ",");
-    put(out, "\n");  // Kept: the line ends in a comma, where one expects a name.
+    put(out, "\n");  // Kept: nothing follows the last comma.
 }
 
 void write_share_body(Output& out, const SHARE_INFO& share, bool read_only,
@@ -155,9 +170,9 @@ void write_share_body(Output& out, const SHARE_INFO& share, bool read_only,
     }
     const audience readers = audience_of(share.ro_users, share.ro_groups);
     const audience writers = audience_of(share.rw_users, share.rw_groups);
-    if (!readers.groups || !writers.groups) {  // rather nobody than the wrong people
+    if (!readers.groups || !writers.groups) {
         complain("Can't allocate memory\n");
-        put(out, hidden_body);
+        put(out, hidden_body);  // nobody rather than the wrong people
         return;
     }
 

@@ -1,38 +1,24 @@
 // Writes the share sections of smb.conf, in the order of the file.
 #include "writers/samba_shares.h"
 
-#include "writers/name_search.h"
-#include "base/text.h"
+#include "base/c_string.h"
 #include "util/mount_probe.h"
-#include "util/utils.h"
-#include "writers/write_conf.h"
 #include "writers/share_access.h"
 
 namespace {
 
-// A vfs record that switches nothing on leaves the decision to a later one, or to the share.
+// A vfs record with both switches off decides nothing: a later record or the share itself does.
 bool decides(const SHARE_VFS& vfs) {
     return vfs.trash || vfs.audit;
 }
 
-constexpr char recycle_block[] =
-    "    vfs objects = recycle\n"
+constexpr char recycle_options[] =
     "    recycle:repository = trashbox\n"
     "    recycle:keeptree = 1\n"
     "    recycle:versions = 1\n"
     "    recycle:directory_mode = 777\n";
 
-constexpr char audit_block[] =
-    "    vfs objects = audit\n"
-    "    audit:facility = LOCAL6\n"
-    "    audit:priority = INFO\n";
-
-constexpr char recycle_audit_block[] =
-    "    vfs objects = recycle, audit\n"
-    "    recycle:repository = trashbox\n"
-    "    recycle:keeptree = 1\n"
-    "    recycle:versions = 1\n"
-    "    recycle:directory_mode = 777\n"
+constexpr char audit_options[] =
     "    audit:facility = LOCAL6\n"
     "    audit:priority = INFO\n";
 
@@ -49,12 +35,14 @@ int write_share_vfs(Output& out, const char* name, unsigned char trashbox,
     const SHARE_VFS* vfs = vfs_list.find(name);
     const bool recycle = vfs != nullptr ? vfs->trash : trashbox;
     const bool audit = vfs != nullptr && vfs->audit;
-    if (recycle && audit)
-        put(out, recycle_audit_block);
-    else if (recycle)
-        put(out, recycle_block);
-    else if (audit)
-        put(out, audit_block);
+    if (recycle || audit)
+        put(out, recycle && audit ? "    vfs objects = recycle, audit\n"
+                 : recycle        ? "    vfs objects = recycle\n"
+                                  : "    vfs objects = audit\n");
+    if (recycle)
+        put(out, recycle_options);
+    if (audit)
+        put(out, audit_options);
     return 0;
 }
 
@@ -88,7 +76,7 @@ void write_msdfs_root(Output& out, const MSDFS_INFO& msdfs) {
     while (link->prev != nullptr)
         link = link->prev;
     put(out, "    msdfs root = Yes\n");
-    // The first of the two backslashes of the path is left out; a missing path is all zero.
+    // unc1 + 1 leaves out one of the two backslashes. An empty path is all zero, so + 1 is safe.
     put(out, "    msdfs proxy = ", link->unc1 + 1, "\n");
 }
 
@@ -114,7 +102,7 @@ void write_usb_access(Output& out, const SHARE_INFO& share) {
     put(out, "    valid users = ");
     with_comma(share.ro_users);
     with_comma(share.ro_groups);
-    with_comma(share.rw_users);  // Kept: the comma is there also where nothing follows it.
+    with_comma(share.rw_users);  // Kept: the list ends in a comma if rw_groups is empty.
     put(out, share.rw_groups, "\n");
     if (!is_set(share.ro_users) && !is_set(share.ro_groups))
         return;
@@ -172,7 +160,8 @@ void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
         return;
     }
     put(out, "    valid users = ");
-    // Kept: a list that shapes to nothing still has its comma, so the question comes first.
+    // Kept: a list that the shaper empties still has its comma, so ask which lists are set before
+    // shaping.
     const bool named[] = {is_set(share->ro_users), is_set(share->ro_groups),
                           is_set(share->rw_users), is_set(share->rw_groups)};
     shape_share_lists(share);
@@ -188,7 +177,7 @@ void write_access(Output& out, SHARE_INFO* share, const SYS_INFO& info) {
     put(out, "\n");
     if (!is_set(share->ro_users) && !is_set(share->ro_groups))
         return;
-    // Kept: the comma is there also where there are no users before it.
+    // Kept: the comma also stands before groups alone.
     put(out, "    read list = ", share->ro_users, is_set(share->ro_groups) ? "," : "",
         share->ro_groups, "\n");
 }

@@ -1,7 +1,7 @@
 // What several writers ask of a share and its access lists.
 #include "writers/share_access.h"
 
-#include "base/text.h"
+#include "base/c_string.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
 

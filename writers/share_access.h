@@ -8,13 +8,13 @@
 // every record after the second.
 inline constexpr const char* usb_mount_points[] = {"/mnt/usbdisk1", "/mnt/usbdisk2"};
 
-// True when all four access lists are exactly "all".
+// True if all four access lists are exactly "all".
 bool open_to_everyone(const SHARE_INFO& share);
 
-// True when all four access lists are empty.
+// True if all four access lists are empty.
 bool has_no_lists(const SHARE_INFO& share);
 
-// True when the share or the file system of its USB disk (util/mount_probe.h) is read-only.
+// True if the share or the file system of its USB disk (util/mount_probe.h) is read-only.
 bool read_only_on(const SHARE_INFO& share, int fs_type);
 
 // Rewrites the four access lists of a share into the form that Samba and the AppleTalk server read

@@ -4,6 +4,7 @@
 
 #include "base/messages.h"
 #include "base/os.h"
+#include "conf/vantor_bin.h"
 #include "writers/writers.h"
 
 #include <errno.h>
@@ -37,10 +38,6 @@ int open_input(const char* path) {
     return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
-int open_settings(const char* path) {
-    return open_input(path);
-}
-
 int open_output(const char* path, mode_t) {
     const int file = memfd_create("output", MFD_CLOEXEC);
     if (file == -1)
@@ -63,17 +60,23 @@ void get_host_name(char* name, size_t size) {
     name[host.copy(name, std::min(length, size - 1))] = '\0';
 }
 
-int lock_folder(const char*, int) {
-    return -1;  // nothing is stored here
+// An appliance's own address, as its kernel shows it: not that of the machine that looks at it.
+int Netdev_GetHwAddr(const char* interface, unsigned char* address) {
+    const std::string path = std::string("/sys/class/net/") + interface + "/address";
+    unsigned parts[6];
+    if (sscanf(machine->file(path).value_or("").c_str(), "%2x:%2x:%2x:%2x:%2x:%2x", &parts[0],
+               &parts[1], &parts[2], &parts[3], &parts[4], &parts[5]) != 6)
+        return -1;
+    std::copy(std::begin(parts), std::end(parts), address);
+    return 0;
 }
 
 namespace tavrogen::access {
 
 namespace {
 
-// One for each service, by Service.
-constexpr int (*writers[])() = {make_samba_conf,  make_proftpd_conf, make_atalk_conf,
-                                make_nfs_exports, make_iscsi_conf,   make_syslog_conf};
+// What the program calls the services, by Service.
+constexpr std::string_view names[] = {"samba", "proftpd", "atalk", "nfs", "iscsi", "syslog"};
 
 std::map<std::string, std::string> take_outputs() {
     std::map<std::string, std::string> written;
@@ -93,15 +96,16 @@ std::map<std::string, std::string> take_outputs() {
 
 std::map<std::string, std::string> run_writers(const Machine& on) {
     machine = &on;
-    for (int (*write)() : writers)
-        write();
+    for (const service& each : services)
+        each.write();
     return take_outputs();
 }
 
 std::map<std::string, std::string> run_writers(const Machine& on, Service service) {
     machine = &on;
-    if (service != Service::settings)
-        writers[static_cast<size_t>(service)]();
+    for (const auto& each : services)
+        if (service != Service::settings && each.name == names[static_cast<size_t>(service)])
+            each.write();
     return take_outputs();
 }
 

@@ -3,7 +3,7 @@
 // Reads the settings by itself and knows nothing of how the program or the services say it.
 #include "access/machine/model.h"
 
-#include "base/text.h"
+#include "base/c_string.h"
 
 #include <algorithm>
 

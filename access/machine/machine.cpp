@@ -253,6 +253,24 @@ std::string resolve(const std::string& root, const std::string& path) {
 
 }  // namespace
 
+void Machine::add_domain_groups() {
+    const std::string domain = setting(*this, "/etc/korvel/info", "domain").value;
+    if (domain != "on" && domain != "ad")
+        return;
+    std::set<std::string> known = {"", "all"};
+    for (const Group& group : groups_of(*this))
+        known.insert(group.name);
+    for (const char* path : {share_file, usb_share_file})
+        for (const std::string& line : lines_of(file(path).value_or("")))
+            for (const size_t list : {size_t{3} + rw_groups, size_t{3} + ro_groups})
+                if (const auto fields = fields_of(line); list < fields.size())
+                    for (std::string name : names_in(fields[list])) {
+                        name.erase(0, name.starts_with('@'));
+                        if (known.insert(name).second)
+                            people_.push_back({"group " + name, {name}, "", true});
+                    }
+}
+
 Machine::Machine(const std::string& root) : root_(root) {
     while (root_.ends_with('/'))
         root_.pop_back();

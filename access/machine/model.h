@@ -26,6 +26,7 @@ struct Person {
     std::string name;
     std::vector<std::string> groups;  // the primary one, too
     std::string primary_group;        // empty: not known
+    bool is_group = false;            // stands for all members of a domain's group
 };
 
 // An appliance under a root directory: its files as they stand, with what a run would write laid
@@ -63,6 +64,9 @@ class Machine {
 
     // From /etc/passwd and /etc/group; without passwd from the group file and the share lists.
     const std::vector<Person>& people() const { return people_; }
+
+    // In a domain, adds somebody for each group of the share lists that /etc/group has not.
+    void add_domain_groups();
 
   private:
     std::string own_path(const std::string& path) const;
@@ -114,6 +118,9 @@ struct Grant {
     std::string clients;        // NFS: from where; empty: from everywhere
     int line = 0;               // of the service's file, from 1
 };
+
+// What a reader says of the first line that the program writes from no settings.
+constexpr char not_understood[] = "not understood; what follows may be wrong";
 
 // What a reader saw in the file of a service that is worth a finding.
 struct Remark {
@@ -206,8 +213,18 @@ struct IntendedShare {
 std::vector<IntendedShare> intended_shares(const Machine& machine);
 
 // A text for one line: its newlines and, where they would reach a terminal, all control characters
-// are octal escapes.
+// and those that turn the direction of what follows are octal escapes.
 std::string printable(const std::string& text, FILE* out);
+
+// Valid UTF-8 in which each control character, and each one that turns the direction of what
+// follows, becomes U+FFFD.
+std::string without_controls(const std::string& text);
+
+// Takes one letter of UTF-8 from the front of a text. `no_letter`: it has none there, and stays.
+// Code points that Unicode has not are letters, too.
+constexpr unsigned no_letter = ~0U;
+unsigned take_letter(std::string_view* text);
+bool is_unicode(unsigned letter);
 
 // Valid UTF-8: each byte that is none becomes U+FFFD.
 std::string as_utf8(const std::string& text);

@@ -8,26 +8,53 @@
 
 namespace tavrogen::access {
 
+unsigned take_letter(std::string_view* text) {
+    const auto byte_at = [&](size_t at) { return static_cast<unsigned char>((*text)[at]); };
+    const unsigned lead = byte_at(0);
+    const size_t length = lead < 0x80 ? 1 : lead < 0xc0 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    if (length == 0 || lead >= 0xf8 || text->size() < length)
+        return no_letter;
+    unsigned letter = length == 1 ? lead : lead & (0x7fU >> length);
+    for (size_t at = 1; at < length; ++at) {
+        if ((byte_at(at) & 0xc0) != 0x80)
+            return no_letter;
+        letter = letter << 6 | (byte_at(at) & 0x3fU);
+    }
+    constexpr unsigned smallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (letter < smallest[length])
+        return no_letter;
+    text->remove_prefix(length);
+    return letter;
+}
+
+bool is_unicode(unsigned letter) {
+    return letter <= 0x10ffff && (letter < 0xd800 || letter >= 0xe000);
+}
+
 namespace {
 
-// The length of the UTF-8 letter at the start of a text; 0 when there is none.
-size_t letter_length(std::string_view text) {
-    const auto byte = [&](size_t at) {
-        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
-    };
-    const auto follows = [&](size_t at) { return (byte(at) & 0xc0) == 0x80; };
-    const unsigned first = byte(0);
-    if (first < 0x80)
-        return 1;
-    if (first >= 0xc2 && first < 0xe0 && follows(1))
-        return 2;
-    const bool three = first >= 0xe0 && first < 0xf0 && follows(1) && follows(2);
-    if (three && (first != 0xe0 || byte(1) >= 0xa0) && (first != 0xed || byte(1) < 0xa0))
-        return 3;
-    const bool four = first >= 0xf0 && first < 0xf5 && follows(1) && follows(2) && follows(3);
-    if (four && (first != 0xf0 || byte(1) >= 0x90) && (first != 0xf4 || byte(1) < 0x90))
-        return 4;
-    return 0;
+// Controls, C1 included, and what turns the direction of the text that follows.
+bool is_control(unsigned letter) {
+    return letter < ' ' || (letter >= 127 && letter < 160) || letter == 0x061c ||
+           (letter >= 0x200e && letter <= 0x200f) || (letter >= 0x2028 && letter <= 0x202e) ||
+           (letter >= 0x2066 && letter <= 0x2069);
+}
+
+// Puts a text together from what `show` makes of each letter's bytes; a byte that is none is one
+// by itself.
+template <class Show>
+std::string shown_by(const std::string& text, Show show) {
+    std::string shown;
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::string_view from = rest;
+        unsigned letter = take_letter(&rest);
+        if (!is_unicode(letter)) {
+            letter = no_letter;
+            rest = from.substr(1);
+        }
+        shown += show(letter, std::string(from.substr(0, from.size() - rest.size())));
+    }
+    return shown;
 }
 
 }  // namespace
@@ -54,40 +81,45 @@ std::string listed(const std::vector<std::string>& texts, size_t most) {
                                : words;
 }
 
-std::string plain_path(const std::string& path) {
-    std::string plain;
-    for (const std::string& part : words_of(path, "/"))
-        if (part == "..")
-            plain.resize(plain.empty() ? 0 : plain.rfind('/'));
-        else if (part != ".")
-            plain.append("/").append(part);
-    return plain.empty() ? "/" : plain;
+std::string as_utf8(const std::string& text) {
+    return shown_by(text, [](unsigned letter, const std::string& bytes) {
+        return letter == no_letter ? "\uFFFD" : bytes;
+    });
 }
 
-std::string as_utf8(const std::string& text) {
-    std::string valid;
-    for (size_t at = 0; at < text.size();) {
-        const size_t length = letter_length(std::string_view(text).substr(at));
-        valid += length > 0 ? text.substr(at, length) : "\uFFFD";
-        at += length > 0 ? length : 1;
-    }
-    return valid;
+std::string without_controls(const std::string& text) {
+    return shown_by(text, [](unsigned letter, const std::string& bytes) {
+        return letter == no_letter || is_control(letter) ? "\uFFFD" : bytes;
+    });
 }
 
 std::string printable(const std::string& text, FILE* out) {
     const bool to_terminal = isatty(fileno(out)) != 0;
-    std::string shown;
-    for (const char byte : text) {
-        const unsigned value = static_cast<unsigned char>(byte);
-        if (byte != '\n' && (!to_terminal || (value >= ' ' && value != 127))) {
-            shown += byte;
-            continue;
+    return shown_by(text, [&](unsigned letter, const std::string& bytes) {
+        if (letter != '\n' && (!to_terminal || (letter != no_letter && !is_control(letter))))
+            return bytes;
+        std::string escapes;
+        for (const char byte : bytes) {
+            char escape[8];
+            snprintf(escape, sizeof escape, "\\%03o", static_cast<unsigned char>(byte));
+            escapes += escape;
         }
-        char escape[8];
-        snprintf(escape, sizeof escape, "\\%03o", value);
-        shown += escape;
+        return escapes;
+    });
+}
+
+std::string plain_path(const std::string& path) {
+    std::string plain;
+    for (size_t at = 0; at < path.size();) {
+        const size_t end = std::min(path.find('/', at), path.size());
+        const std::string part = path.substr(at, end - at);
+        at = end + 1;
+        if (part == "..")
+            plain.resize(plain.empty() ? 0 : plain.rfind('/'));
+        else if (!part.empty() && part != ".")
+            plain += '/' + part;
     }
-    return shown;
+    return plain.empty() ? "/" : plain;
 }
 
 }  // namespace tavrogen::access

@@ -52,9 +52,6 @@ struct Given {
     const Section* write_by = nullptr;
 };
 
-// The path without ".", ".." and doubled slashes.
-std::string normalized(const std::string& path);
-
 class Server {
   public:
     explicit Server(const std::string& text);
@@ -73,6 +70,9 @@ class Server {
     // True when the logins of this name are anonymous ones.
     bool takes_as_anonymous(const std::string& name) const;
     bool has_anonymous() const { return !anonymous_.empty(); }
+
+    // True when a folder is one that clients can come to, whatever their rights.
+    bool has(const std::string& folder) const;
 
     // The paths of all <Directory> sections, as they are written.
     std::vector<std::string> paths() const;

@@ -25,7 +25,7 @@ class Judge {
     Judge(const Machine& machine, const std::string& text)
         : machine_(machine), server_(text), shares_(intended_shares(machine)) {
         for (const IntendedShare& share : shares_)
-            share_folders_.insert(ftp::normalized(share.folder));
+            share_folders_.insert(plain_path(share.folder));
         if (!server_.errors().empty())
             find_origins(text);
     }

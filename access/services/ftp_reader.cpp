@@ -6,7 +6,7 @@
 namespace tavrogen::access {
 
 static Right right_of(const ftp::Given& given) {
-    return given.write ? Right::write : given.read ? Right::read : Right::none;
+    return static_cast<Right>((given.read ? 1 : 0) + (given.write ? 2 : 0));
 }
 
 Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>& folders) {
@@ -31,8 +31,7 @@ Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>
         for (const ftp::Given& given : server.give(machine, folder))
             grant.people.push_back(right_of(given));
         grant.guest = right_of(server.give_without_account(machine, folder));
-        const auto gives = [](Right right) { return right != Right::none; };
-        if (gives(grant.guest) || std::any_of(grant.people.begin(), grant.people.end(), gives))
+        if (server.has(folder))
             reading.grants.push_back(grant);
     }
     return reading;

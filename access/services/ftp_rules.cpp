@@ -261,22 +261,8 @@ bool Server::takes_as_anonymous(const std::string& name) const {
     });
 }
 
-std::string normalized(const std::string& path) {
-    std::string done;
-    for (size_t at = 0; at < path.size();) {
-        const size_t end = std::min(path.find('/', at), path.size());
-        const std::string part = path.substr(at, end - at);
-        at = end + 1;
-        if (part == "..")
-            done.resize(done.empty() ? 0 : done.rfind('/'));
-        else if (!part.empty() && part != ".")
-            done += '/' + part;
-    }
-    return done.empty() ? "/" : done;
-}
-
 std::vector<Given> Server::give(const Machine& machine, const std::string& path) const {
-    const std::string folder = normalized(path);
+    const std::string folder = plain_path(path);
     const Given anonymous = give_without_account(machine, path);
     const bool same_for_all = !has_user_paths(main_);
     const Section* section = section_of(main_, folder + "/file", "");
@@ -297,7 +283,7 @@ std::vector<Given> Server::give(const Machine& machine, const std::string& path)
 }
 
 Given Server::give_without_account(const Machine& machine, const std::string& path) const {
-    const std::string folder = normalized(path);
+    const std::string folder = plain_path(path);
     Given most;
     for (const auto& section : anonymous_) {
         if (!is_below(folder, section->path))
@@ -315,6 +301,10 @@ Given Server::give_without_account(const Machine& machine, const std::string& pa
     return most;
 }
 
+bool Server::has(const std::string& folder) const {
+    return is_below(plain_path(folder), root_);
+}
+
 static const Section* section_at(const Section& outer, int line) {
     for (const auto& section : outer.folders) {
         if (section->line == line)
@@ -329,7 +319,7 @@ bool Server::covers(int line, const std::string& folder) const {
     const Section* section = section_at(main_, line);
     for (size_t number = 0; section == nullptr && number < anonymous_.size(); ++number)
         section = section_at(*anonymous_[number], line);
-    return section != nullptr && ftp::covers(*section, normalized(folder) + "/file", "\n");
+    return section != nullptr && ftp::covers(*section, plain_path(folder) + "/file", "\n");
 }
 
 static void collect_paths(const Section& section, std::vector<std::string>* paths) {

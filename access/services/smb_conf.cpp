@@ -341,23 +341,6 @@ std::string comment_of(const Server& server, const Share& share, const Person& p
     return unquoted(expand(server, share.comment, person, &share));
 }
 
-std::string plain_path(const std::string& path) {
-    std::vector<std::string_view> parts;
-    for (size_t at = 0; at < path.size();) {
-        const size_t end = std::min(path.find('/', at), path.size());
-        const std::string_view part = std::string_view(path).substr(at, end - at);
-        at = end + 1;
-        if (part == ".." && !parts.empty())
-            parts.pop_back();
-        if (part != ".." && part != "." && !part.empty())
-            parts.push_back(part);
-    }
-    std::string plain;
-    for (const std::string_view part : parts)
-        plain.append("/").append(part);
-    return plain.empty() ? "/" : plain;
-}
-
 std::string folder_of(const Server& server, const Share& share, const Person& person) {
     if (share.path.empty() || !share.msdfs_proxy.empty())
         return "";  // a link to another server

@@ -65,9 +65,6 @@ std::string name_of(const Server& server, const Share& share, const Person& pers
 std::string comment_of(const Server& server, const Share& share, const Person& person);
 std::string folder_of(const Server& server, const Share& share, const Person& person);
 
-// An absolute path without its empty parts and its "." and ".." parts.
-std::string plain_path(const std::string& path);
-
 // What somebody gets who asks for a share by a name.
 struct Access {
     const Share* share = nullptr;  // NULL: there is none, or it is not available

@@ -32,7 +32,7 @@ class Judge {
     explicit Judge(const Machine& machine)
         : machine_(machine), conf_(machine), server_(conf_.server) {
         for (const IntendedShare& share : conf_.meant)
-            folders_.push_back(smb::plain_path(share.folder));
+            folders_.push_back(plain_path(share.folder));
     }
 
     Differences differences() {
@@ -181,9 +181,9 @@ class Judge {
             const smb::Share& share = server_.shares[*section.share];
             const std::string folder = smb::folder_of(server_, share, smb::guest_account());
             if (share.line == section.line && share.available && folder.starts_with("/mnt") &&
-                smb::plain_path(folder) != "/mnt/authtest" && is_there(smb::plain_path(folder)))
+                plain_path(folder) != "/mnt/authtest" && is_there(plain_path(folder)))
                 differences_.push_back({Service::smb, Effect::exposes, "", 0, quoted(share.name),
-                                        "clients get into " + smb::plain_path(folder)});
+                                        "clients get into " + plain_path(folder)});
         }
     }
 

@@ -26,28 +26,6 @@ unsigned lower_case(unsigned letter) {
     return letter;
 }
 
-constexpr unsigned no_letter = ~0U;
-
-// Takes one letter from the front of a text.
-unsigned take_letter(std::string_view* text) {
-    const auto byte_at = [&](size_t at) { return static_cast<unsigned char>((*text)[at]); };
-    const unsigned lead = byte_at(0);
-    const size_t length = lead < 0x80 ? 1 : lead < 0xc0 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-    if (length == 0 || lead >= 0xf8 || text->size() < length)
-        return no_letter;
-    unsigned letter = length == 1 ? lead : lead & (0x7fU >> length);
-    for (size_t at = 1; at < length; ++at) {
-        if ((byte_at(at) & 0xc0) != 0x80)
-            return no_letter;
-        letter = letter << 6 | (byte_at(at) & 0x3fU);
-    }
-    constexpr unsigned smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (letter < smallest[length])
-        return no_letter;
-    text->remove_prefix(length);
-    return letter;
-}
-
 void put_letter(unsigned letter, std::string* text) {
     const int length = letter < 0x80 ? 1 : letter < 0x800 ? 2 : letter < 0x10000 ? 3 : 4;
     if (length == 1) {
@@ -81,11 +59,9 @@ std::optional<std::string> fold_wish(std::string_view name) {
 }
 
 bool is_utf8(std::string_view text) {
-    while (!text.empty()) {
-        const unsigned letter = take_letter(&text);
-        if (letter > 0x10ffff || (letter >= 0xd800 && letter < 0xe000))
+    while (!text.empty())
+        if (!is_unicode(take_letter(&text)))
             return false;
-    }
     return true;
 }
 

@@ -5,13 +5,10 @@
 #include "tests/root.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <random>
 #include <regex>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -52,8 +49,6 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmptyAndNeverWaitedFor) {
          [](Root& root) { link("no/dir", root.at("/etc/exports")); }, 255, no_exports},
         {"a link to itself", "-c nfs", [](Root& root) { link("exports", root.at("/etc/exports")); },
          255, no_exports},
-        {"a pipe in the place of an output", "-c nfs",
-         [](Root& root) { make_pipe(root.at("/etc/exports")); }, 255, no_exports},
         {"the folder of an output is missing", "-c samba -c nfs",
          [](Root& root) { fs::remove_all(root.at("/etc/samba")); }, 0,
          "cannot open /etc/samba/smb.conf\n", exports},
@@ -204,85 +199,6 @@ TEST(Faults, NoDescriptorIsLeftOpen) {
     expect_same("each action closes what it has opened", "30 runs of everything\n",
                 "standard error", usual.err, limited.err);
     EXPECT_EQ(limited.out.size(), usual.out.size());
-}
-
-// Runs a command without waiting for it.
-static pid_t start(const string& command) {
-    const pid_t child = fork();
-    if (child == 0) {
-        setpgid(0, 0);  // killed with all that it starts
-        execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), nullptr);
-        _exit(127);
-    }
-    return child;
-}
-
-static int wait_for(pid_t child) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WEXITSTATUS(status);
-}
-
-// Two roots that have one /etc: a run in each, at the same time.
-struct Pair {
-    Root first, second;
-
-    Pair() {
-        EXPECT_TRUE(enter_private_mounts());
-        EXPECT_EQ(
-            mount(first.at("/etc").c_str(), second.at("/etc").c_str(), nullptr, MS_BIND, nullptr),
-            0);
-    }
-    ~Pair() { umount(second.at("/etc").c_str()); }
-
-    std::set<fs::path> files() const {
-        std::set<fs::path> found;
-        for (const auto& entry : fs::recursive_directory_iterator(first.at("/")))
-            found.insert(entry.path());
-        return found;
-    }
-};
-
-TEST(Runs, AtTheSameTimeLeaveTheWholeFileOfTheLaterSettings) {
-    Pair pair;
-    const string earlier = many_shares(4000), later = many_shares(3000);
-    pair.first.write("shareinfo", later);
-    pair.first.run("-c samba");
-    const string whole = pair.first.read(smb_conf);
-    std::mt19937 random(2008);
-    const auto files = pair.files();
-    for (int round = 0; round < 200; ++round) {
-        pair.first.write("shareinfo", earlier);
-        pair.first.write("next", later);
-        const pid_t first = start(pair.first.command("-c samba") + " >/dev/null");
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
-        fs::rename(pair.first.at("next"), pair.first.at("shareinfo"));
-        const pid_t second = start(pair.second.command("-c samba") + " >/dev/null");
-        const int status = wait_for(first) + wait_for(second);
-        ASSERT_EQ(status, 0);
-        const string text = pair.first.read(smb_conf);
-        ASSERT_TRUE(text == whole)
-            << "round " << round << ": " << text.size() << " bytes for " << whole.size();
-    }
-    EXPECT_EQ(pair.files(), files);
-}
-
-TEST(Runs, DoNotWaitForEverForOneThatHangs) {
-    Pair pair;
-    pair.first.write("shareinfo", many_shares(1000));
-    const string pipe = quoted(pair.first.at("/pipe"));
-    mkfifo(pair.first.at("/pipe").c_str(), 0666);
-    const pid_t hanging = start(
-        "sh -c " + quoted("exec 3<>" + pipe + "; " + pair.first.command("-d 3 -c samba") + " >&3"));
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(pair.second.run("-c syslog").status, 0);
-    const auto waited = std::chrono::steady_clock::now() - begin;
-    EXPECT_GT(waited, std::chrono::seconds(8));
-    EXPECT_LT(waited, std::chrono::seconds(20));
-    EXPECT_EQ(pair.first.read("/etc/syslog.conf"), expected("modes/off/etc/syslog.conf"));
-    kill(-hanging, SIGTERM);
-    wait_for(hanging);
 }
 
 // Settings are data.

@@ -1,4 +1,4 @@
-// The questions that are asked of the texts of settings and list fields.
+// Helpers for C strings: empty, equal, number.
 #pragma once
 
 #include <limits.h>
@@ -13,9 +13,9 @@ inline bool equal(const char* left, const char* right) {
     return strcmp(left, right) == 0;
 }
 
-// The number at the start of a text (leading blanks and a sign allowed, the rest ignored, a
-// non-number gives 0), cut to the range of an int: so a 64-bit machine reads it as the 32-bit
-// appliance does.
+// The number at the start of a text: leading blanks and a sign are allowed, the rest is ignored, a
+// non-number gives 0. Clamped to the range of an int, so that a 64-bit machine agrees with the
+// 32-bit appliance.
 inline int to_int(const char* text, int base = 10) {
     const long value = strtol(text, nullptr, base);
     if (value > INT_MAX)

@@ -1,5 +1,6 @@
-// The addresses of network interfaces.
-#include "util/netdev.h"
+// The support library's addresses of network interfaces. An object file of its own, so that the
+// companions can link other bodies.
+#include "conf/vantor_bin.h"
 
 #include "base/os.h"
 

@@ -1,2 +1,0 @@
-// Starts and exits: what a process costs that does nothing.
-int main() {}

@@ -1,0 +1,341 @@
+// The rules under tests/rules: what a change of the small appliance (tests/models/small) changes
+// in the files and streams of a run.
+//
+// A file begins with "run ARGUMENTS", and with the blocks of lines that it needs often:
+//   define NAME
+//   |LINE                   % stands for the word after NAME in a line {NAME WORD}
+// A rule is "== NAME", the changes after three blanks, and the outcome. The changes:
+//   FILE KEY=VALUE;KEY      stores and removes settings of a keyed file
+//   LIST NAME FIELD=VALUE;FIELD=VALUE   changes fields of a line of a list
+//   FILE + LINE             adds a line at the end
+//   FILE only LINE          makes it the only line
+//   no FILE, folder FILE    removes it, puts a folder in its place
+//   link FILE TARGET        puts a link in its place
+//   host NAME, eth0 MAC,ADDRESS/LENGTH
+//   run ARGUMENTS           other ones than those of the file
+//   like RULE               makes the changes of another rule first; the outcome starts from there
+// The outcome is compared with that of the same run before the changes:
+//   @ FILE                  the lines below are about this file; otherwise, about the first one
+//   -LINE, +LINE            what goes and what comes, in order
+//   -FIRST ... LAST         a line, all up to the next LAST, and that one
+//   gone                    there is no such file
+//   = FILE                  the lines below are the whole file
+// FILE may be "out" or "err", too; "out" counts only where it is named. "err" ends in a line
+// "status N" unless N is 0. Addresses are ADDRESS, and numbered in whole files. {N} stands for N of
+// the byte before it, \xHH for a byte, and \c at the end for no newline.
+#include "tests/root.h"
+
+#include <array>
+#include <fstream>
+#include <regex>
+
+using std::string;
+using Lines = std::vector<string>;
+
+// The lines that a rule has about a file.
+struct About {
+    string file;
+    bool whole;
+    Lines lines;
+};
+
+struct Rule {
+    string file, name, arguments;  // of the file, where no change says "run"
+    Lines changes = {};
+    std::vector<About> outcome = {};
+    bool is_whole_run = false;  // the first of a file: it is about all files
+};
+
+static void PrintTo(const Rule& rule, std::ostream* out) {
+    *out << "tests/rules/" << rule.file << ": " << rule.name;
+}
+
+using Blocks = std::map<string, Lines>;
+
+// A line in its own bytes, or the lines of the block that it names; all after the mark.
+static Lines expanded(const string& mark, const string& line, const Blocks& blocks) {
+    const size_t blank = line.find(' ');
+    const auto block = line.starts_with('{') && line.ends_with('}')
+                           ? blocks.find(line.substr(1, blank - 1))
+                           : blocks.end();
+    if (block == blocks.end())
+        return {mark + unescaped(line)};
+    Lines lines;
+    for (string part : block->second) {
+        if (const size_t at = part.find('%'); at != part.npos)
+            part.replace(at, 1, line.substr(blank + 1, line.size() - blank - 2));
+        for (const string& each : expanded(mark, part, blocks))
+            lines.push_back(each);
+    }
+    return lines;
+}
+
+static std::vector<Rule> rules_of(const string& file) {
+    std::ifstream text(SOURCE_FOLDER "/tests/rules/" + file);
+    std::vector<Rule> rules;
+    Blocks blocks;
+    string arguments, block;
+    for (string line; getline(text, line);) {
+        const string rest = line.substr(std::min(line.find(' '), line.size() - 1) + 1);
+        if (line.starts_with("== ")) {
+            rules.push_back({file, rest, arguments});
+            rules.back().is_whole_run = rules.size() == 1;
+        } else if (rules.empty()) {
+            if (line.starts_with("run "))
+                arguments = rest;
+            else if (line.starts_with("define "))
+                block = rest;
+            else if (line.starts_with('|'))
+                blocks[block].push_back(line.substr(1));
+        } else {
+            auto& outcome = rules.back().outcome;
+            if (line.starts_with("   ") && outcome.empty()) {
+                rules.back().changes.push_back(line.substr(3));
+                continue;
+            }
+            if (line.starts_with("@ ") || line.starts_with("= ")) {
+                outcome.push_back({rest, line[0] == '=', {}});
+                continue;
+            }
+            if (outcome.empty())
+                outcome.push_back({rules[0].outcome[0].file, false, {}});
+            const bool marked = !outcome.back().whole && line != "gone";
+            const string mark = outcome.back().whole ? "+" : marked ? line.substr(0, 1) : "";
+            for (const string& each : expanded(mark, line.substr(marked ? 1 : 0), blocks))
+                outcome.back().lines.push_back(each + "\n");
+        }
+    }
+    return rules;
+}
+
+static const std::vector<Rule>& all_rules() {
+    static const auto all = [] {
+        std::set<std::filesystem::path> files;  // in the order of their names
+        for (const auto& entry : std::filesystem::directory_iterator(SOURCE_FOLDER "/tests/rules"))
+            files.insert(entry.path().filename());
+        std::vector<Rule> rules;
+        for (const auto& file : files)
+            for (const Rule& rule : rules_of(file))
+                rules.push_back(rule);
+        return rules;
+    }();
+    return all;
+}
+
+static const std::map<string, Lines> list_fields = {
+    {"shareinfo",
+     {"name", "volume", "comment", "rw_users", "rw_groups", "ro_users", "ro_groups", "smb", "atalk",
+      "ftp", "rsync", "text", "read_only", "trashbox", "flag", "value"}},
+    {"offlinefile", {"name", "enabled", "policy"}},
+    {"shareinfo.hidden", {"name", "enabled"}},
+    {"shareinfo.vfs", {"name", "trash", "audit", "nfs"}},
+};
+
+// Changes fields of each line of a list that begins with the name.
+static void change_list(Root& root, const string& file, const string& name, const string& fields) {
+    const Lines& names = list_fields.at(file == "usbshareinfo" ? "shareinfo" : file);
+    string text;
+    for (string line : lines_of(root.read(file))) {
+        std::istringstream changes(line.starts_with(name + "<>") ? fields : "");
+        for (string change; getline(changes, change, ';');) {
+            const size_t equals = change.find('=');
+            const auto field = std::find(names.begin(), names.end(), change.substr(0, equals));
+            ASSERT_NE(field, names.end()) << change;
+            size_t at = 0;
+            for (auto before = names.begin(); before != field; ++before)
+                at = line.find("<>", at) + 2;
+            line.replace(at, line.find("<>", at) - at, change.substr(equals + 1));
+        }
+        text += line;
+    }
+    root.write(file, text);
+}
+
+// Makes the changes of a rule. Returns its arguments.
+static string arrange(Root& root, const Rule& rule) {
+    string arguments = rule.arguments;
+    for (const string& change : rule.changes) {
+        std::istringstream words(change);
+        string word, path, rest;
+        words >> word >> path;
+        getline(words, rest);
+        rest.erase(0, 1);
+        const string all = change.substr(change.find(' ') + 1);
+        if (word == "run") {
+            arguments = all;
+        } else if (word == "host") {
+            root.host = path;
+        } else if (word == "eth0") {
+            root.eth0 = path;
+        } else if (word == "like") {
+            const auto same = [&](const Rule& other) {
+                return other.file == rule.file && other.name == all;
+            };
+            const auto other = std::find_if(all_rules().begin(), all_rules().end(), same);
+            if (other == all_rules().end())
+                ADD_FAILURE() << "no such rule: " << all;
+            else
+                arrange(root, *other);
+        } else if (word == "no") {
+            root.remove(path);
+        } else if (word == "folder") {
+            root.obstruct(path);
+        } else if (word == "link") {
+            root.remove(path);
+            std::filesystem::create_symlink(rest, root.at(path));
+        } else if (path == "+") {
+            root.write(word, root.read(word) + unescaped(rest + "\n"));
+        } else if (path == "only") {
+            root.write(word, unescaped(rest + "\n"));
+        } else if (list_fields.contains(word) || word == "usbshareinfo") {
+            change_list(root, word, path, unescaped(rest));
+        } else {
+            root.change(word, unescaped(all));
+        }
+    }
+    return arguments;
+}
+
+// What a run leaves behind: the text of each file that a service has, and of both streams.
+using Texts = std::map<string, string>;
+
+static const Lines service_files = {
+    "/etc/samba/smb.conf",   "/etc/pam_smb.conf",    "/etc/proftpd/proftpd.conf",
+    "/etc/pam.d/ftp",        "/etc/pam.d/netatalk",  "/etc/atalk/AppleVolumes.default",
+    "/etc/atalk/afpd.conf",  "/etc/syslog.conf",     "/etc/ietd.conf",
+    "/etc/initiators.allow", "/etc/initiators.deny", "/etc/exports"};
+
+static Texts run(Root& root, const string& arguments) {
+    const Outcome outcome = root.run(arguments);
+    Texts texts = {{"out", numbered(outcome.out)}, {"err", outcome.err}};
+    if (outcome.status != 0)
+        texts["err"] += "status " + std::to_string(outcome.status) + "\n";
+    for (const string& file : service_files)
+        texts[file.substr(file.rfind('/') + 1)] = root.read(file);
+    return texts;
+}
+
+// The run that a rule starts from: without its changes, but for those of the rules it is like.
+static const Texts& before(const Rule& rule, const string& arguments) {
+    static std::map<Lines, Texts> runs;
+    Rule base = rule;
+    std::erase_if(base.changes, [](const string& change) { return !change.starts_with("like "); });
+    Lines key = base.changes;
+    key.push_back(arguments);
+    Texts& texts = runs[key];
+    if (texts.empty()) {
+        Root root;
+        arrange(root, base);
+        texts = run(root, arguments);
+    }
+    return texts;
+}
+
+// The place after the lines of an edit, where they stand at a place of a text; else the place.
+static size_t past(const string& edit, const Lines& text, size_t at) {
+    const string line = edit.substr(1);
+    const size_t dots = line.find(" ... ");
+    if (at == text.size() || (text[at] != line && text[at] != line.substr(0, dots) + "\n"))
+        return at;
+    const auto last = text.begin() + static_cast<ptrdiff_t>(at);
+    if (dots == line.npos)
+        return at + 1;
+    const auto end = std::find(last, text.end(), line.substr(dots + 5));
+    return end == text.end() ? at : static_cast<size_t>(end - text.begin()) + 1;
+}
+
+// True where the edits lead, in their order, from one text to the other.
+static bool lead(const Lines& edits, const Lines& before, const Lines& after) {
+    using At = std::array<size_t, 3>;
+    std::set<At> seen;
+    for (std::vector<At> open = {{0, 0, 0}}; !open.empty();) {
+        const auto [edit, from, to] = open.back();
+        open.pop_back();
+        if (!seen.insert({edit, from, to}).second)
+            continue;
+        if (edit == edits.size() && from == before.size() && to == after.size())
+            return true;
+        if (from < before.size() && to < after.size() && before[from] == after[to])
+            open.push_back({edit, from + 1, to + 1});
+        if (edit == edits.size())
+            continue;
+        const bool comes = edits[edit][0] == '+';
+        const size_t past_from = comes ? from : past(edits[edit], before, from);
+        const size_t past_to = comes ? past(edits[edit], after, to) : to;
+        if (past_from + past_to > from + to)
+            open.push_back({edit + 1, past_from, past_to});
+    }
+    return false;
+}
+
+// The lines that the edits lack, or have too many; all of them where only their place is wrong.
+static string wrong_lines(const Lines& edits, const string& before, const string& after) {
+    Lines seen;
+    for (const string& line : lines_of(differing_lines(before, after)))
+        if (line[0] == '-' || line[0] == '+')
+            seen.push_back(line);
+    string wrong;
+    for (const string& edit : edits) {
+        const Lines text = lines_of(edit[0] == '+' ? after : before);
+        size_t at = 0;
+        while (at < text.size() && past(edit, text, at) == at)
+            ++at;
+        const size_t end = at < text.size() ? past(edit, text, at) : at;
+        if (at == end)
+            wrong += "  not seen: " + edit;
+        for (; at < end; ++at)
+            if (const auto found = std::find(seen.begin(), seen.end(), edit[0] + text[at]);
+                found != seen.end())
+                seen.erase(found);
+            else
+                wrong += "  not seen: " + edit.substr(0, 1) + text[at];
+    }
+    for (const string& line : seen)
+        wrong += "  seen:     " + line;
+    return wrong.empty() ? "in another place:\n" + differing_lines(before, after) : wrong;
+}
+
+class Rules : public testing::TestWithParam<Rule> {};
+
+TEST_P(Rules, Hold) {
+    const Rule& rule = GetParam();
+    Root root;
+    const string arguments = arrange(root, rule);
+    const Texts after = run(root, arguments);
+    string input;
+    for (const string& change : rule.changes)
+        input += "   " + change + "\n";
+    const auto expect = [&](bool holds, const string& file, auto wrong) {
+        if (!holds)
+            ADD_FAILURE() << "tests/rules/" << rule.file << ": " << rule.name << "\n"
+                          << input << file << ":\n"
+                          << beginning(wrong(), 24);
+    };
+    std::set<string> named = {"out"};
+    for (const auto& [file, whole, lines] : rule.outcome) {
+        ASSERT_TRUE(after.contains(file)) << "the rule names no file of a service: " << file;
+        named.insert(file);
+        // Which address is which only matters in a whole text.
+        const auto without_numbers = [&](const string& text) {
+            static const std::regex address("ADDRESS[0-9]+");
+            return file == "out" ? std::regex_replace(text, address, "ADDRESS") : text;
+        };
+        const string seen = whole ? after.at(file) : without_numbers(after.at(file));
+        const string usual = whole ? "" : without_numbers(before(rule, arguments).at(file));
+        if (lines == Lines{"gone\n"})
+            expect(seen == no_file, file, [&] { return "is there\n"; });
+        else
+            expect(lead(lines, lines_of(usual), lines_of(seen)), file,
+                   [&] { return wrong_lines(lines, usual, seen); });
+    }
+    for (const auto& [file, seen] : after)
+        if (!named.contains(file)) {
+            const string& usual =
+                rule.is_whole_run ? file == "err" ? "" : no_file : before(rule, arguments).at(file);
+            expect(seen == usual, file, [&] { return wrong_lines({}, usual, seen); });
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Rules, testing::ValuesIn(all_rules()), [](const auto& rule) {
+    return rule.param.file + "_" + std::regex_replace(rule.param.name, std::regex("\\W+"), "_");
+});
