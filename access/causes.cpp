@@ -445,12 +445,13 @@ std::vector<Finding> find_causes(const Machine& machine) {
             const bool is_told = !told.insert(found.unit).second;
             if (found.effects.empty() || (is_told && number == static_cast<int>(Service::settings)))
                 continue;
-            const bool of_group = found.unit.file == group_file;
-            const Difference& first = found.effects.front();
-            add(&findings, {of_group ? first.file : found.unit.file,
-                            of_group ? first.line : found.unit.line,
-                            {found.oddity.text, found.oddity.cure},
-                            found.effects});
+            const Cause cause = {found.oddity.text, found.oddity.cure};
+            if (found.unit.file != group_file && found.unit.file != disk_file) {
+                add(&findings, {found.unit.file, found.unit.line, cause, found.effects});
+                continue;
+            }
+            for (const Difference& effect : found.effects)  // told where the share is
+                add(&findings, {effect.file, effect.line, cause, {effect}});
         }
         for (const Difference& difference : search.unhealed()) {
             Cause cause = difference.rule;
