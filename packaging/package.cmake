@@ -1,10 +1,21 @@
 # What `cmake --install` installs, and how CPack makes a Debian package of it.
 include(GNUInstallDirs)
+
+# The preview's list of services and of the files they write: the rows of writers/writers.h.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS writers/writers.h)
+file(READ writers/writers.h table)
+string(REGEX REPLACE "^.*services\\[] = |[ \n]" "" table "${table}")
+string(REGEX MATCHALL "{\"[a-z]+\",[a-z_]+,{[^}]*}}" rows "${table}")
+string(REGEX REPLACE "{\"([a-z]+)\",[a-z_]+,{\"/([^}]*)\"}}" "\\1 \\2\n" rows "${rows}")
+string(REGEX REPLACE "\",\"/" " " rows "${rows}")
+string(REPLACE ";" "" rows "${rows}")
+file(CONFIGURE OUTPUT tavrogen-services CONTENT "${rows}" @ONLY)
+
 install(TARGETS tavrogen RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(PROGRAMS scripts/preview DESTINATION ${CMAKE_INSTALL_SBINDIR} RENAME tavrogen-preview)
 install(PROGRAMS scripts/sandbox scripts/sandbox-inside
   DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tavrogen)
-install(FILES scripts/known-refusals DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tavrogen)
+install(FILES scripts/known-refusals ${CMAKE_BINARY_DIR}/tavrogen-services DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/tavrogen)
 install(FILES doc/tavrogen.8 doc/tavrogen-preview.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 install(FILES doc/tavrogen-settings.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 

@@ -111,8 +111,17 @@ done <<'END'
 2|too large to be copied|head -c 17000000 /dev/zero >mnt/image && ln -s ../mnt/exports etc/exports|nfs
 2|^+    comment = Staff handbook|mkdir etc/pam_smb.conf|samba
 2|tavrogen -c iscsi failed|mkdir etc/ietd.conf|iscsi
+2|a device, pipe or socket.*etc/exports$|mkfifo etc/exports|nfs
+2|a device, pipe or socket.*etc/exports$|ln -s ../node etc/exports; if ! mknod node b 7 7 2>/dev/null; then mkfifo node; fi|nfs
 END
 tools=()
+
+# To a terminal nothing is printed that could steer it.
+fresh_root
+sed -i $'s/<>Staff handbook<>/<>\e]2;a\u009b\u202eb<>/' "$root/etc/korvel/shareinfo"
+expect 1 $'^+    comment = \e]2;a\u009b\u202eb' preview samba
+expect 1 '^+    comment = \\x1b]2;a\\xc2\\x9b\\xe2\\x80\\xaeb' script -qec "$(printf '%q ' \
+    "$top/scripts/preview" --program "$program" --root "$root" samba)" /dev/null
 
 # Mounts of its own: this machine's root with an appliance's etc over its own, in which the settings
 # and a file are mounted; and a full disk, of which the writer says nothing and the preview does.

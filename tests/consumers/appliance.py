@@ -1,5 +1,6 @@
 """The example appliance, rebuilt inside the private machine that `run` made."""
 import contextlib
+import json
 import os
 import pathlib
 import shutil
@@ -40,6 +41,11 @@ def write_configuration(**settings):
     for name in WRITTEN:
         (ETC / name).parent.mkdir(exist_ok=True)
         shutil.copyfile(ROOT / "etc" / name, ETC / name)
+
+
+def report():
+    """What tavrogen-access says of the appliance."""
+    return json.loads(run(os.environ["TAVROGEN"] + "-access", "--root", ROOT, "--json").stdout)
 
 
 def make_accounts():

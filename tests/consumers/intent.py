@@ -4,7 +4,7 @@ Reads the settings by itself and knows nothing of how the program or the service
 """
 import multiprocessing.pool
 
-from appliance import ROOT
+from appliance import ROOT, report
 
 NOTHING, READ, WRITE = "nothing", "read", "read and write"
 RIGHTS = {(False, False): NOTHING, (True, False): READ, (True, True): WRITE}
@@ -59,3 +59,12 @@ def deviations(people, served, granted, at_once=1):
         found = pool.starmap(granted, pairs)
     return {f"{person} on {share.name}: {got}, not {share.rights(person)}"
             for (person, share), got in zip(pairs, found) if got != share.rights(person)}
+
+
+def reported(service):
+    """granted() of what tavrogen-access says."""
+    told = {"none": NOTHING, "read": READ, "write": WRITE}
+    cells = {row["folder"]: {"anonymous": cell["guests"], **cell["people"]}
+             for row in report()["folders"] for cell in row["rights"]
+             if service in [other["name"] for other in cell["services"]]}
+    return lambda person, share: told[cells.get(f"/mnt/{share.folder}", {}).get(person, "none")]

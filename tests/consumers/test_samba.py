@@ -1,17 +1,12 @@
 """testparm, smbd and smbclient with the written smb.conf, unfiltered."""
 import contextlib
-import json
-import os
 import pathlib
 import re
-import shutil
 import unittest
 
 import appliance
 import intent
-import live_samba
 import samba_letters
-import study
 from appliance import ETC, MNT, PEOPLE, run
 from known import KNOWN, refusals
 
@@ -81,57 +76,11 @@ class Served(unittest.TestCase):
 
 
 class Reported(unittest.TestCase):
-    """tavrogen-access on the example and on drawn appliances, cell by cell against smbd."""
-
-    @classmethod
-    def setUpClass(cls):
-        live_samba.make_accounts()
-
-    maxDiff = None
-
-    def compare(self):
-        report = json.loads(run(os.environ["TAVROGEN"] + "-access", "--root", study.ROOT,
-                                "--json").stdout)
-        people = [person["name"] for person in report["people"]
-                  if person["name"] in live_samba.ACCOUNTS]
-        told = {}
-        for row in report["folders"]:
-            for cell in row["rights"]:
-                for name in [service.get("as", row["name"]) for service in cell["services"]
-                             if service["name"] == "SMB"]:
-                    rights = {**cell["people"], None: cell["guests"]}
-                    told |= {(name, who, row["folder"]): right for who, right in rights.items()
-                             if right != "none" and who in [*people, None]}
-        names = {name for name, _, _ in told}
-        names |= {fields[0][:59] for fields in study.listed("shareinfo")}
-        seen = {}
-        with live_samba.served() as started:
-            if not started:
-                self.assertEqual(told, {})
-                return
-            settings = live_samba.client()
-            for name in names:
-                for who in [*people, None]:
-                    right, folder = live_samba.access(settings, who, name)
-                    if right != live_samba.NOTHING:
-                        seen[name, who, folder] = ["none", "read", "write"][right]
-        there = {key: right for key, right in told.items()
-                 if pathlib.Path(f"{study.ROOT}{os.path.normpath(key[2])}").is_dir()}
-        self.assertEqual(there, seen)
-
-    def test_the_example_is_told_as_it_is_served(self):
-        shutil.rmtree(study.ROOT, ignore_errors=True)
-        shutil.copytree(appliance.EXAMPLE, study.ROOT)
-        run(appliance.SOURCE / "scripts/sandbox", "--host", "morvista-nas", study.ROOT,
-            os.environ["TAVROGEN"], "-c", "samba").check_returncode()
-        self.compare()
-
-    def test_drawn_appliances_are_told_as_they_are_served(self):
-        for kind, seeds in (("plain", range(2)), ("plausible", range(10)), ("wild", range(10))):
-            for seed in seeds:
-                with self.subTest(kind, seed=seed):
-                    study.write_drawn(kind, seed, "samba")
-                    self.compare()
+    def test_the_report_tells_the_rights_that_are_served(self):
+        appliance.write_configuration()
+        served = [share for share in intent.shares() if share.smb]
+        self.assertEqual(intent.deviations([*PEOPLE, "admin"], served, intent.reported("SMB")),
+                         set(KNOWN["SMB rights"]))
 
     def test_letters_are_compared_as_samba_compares_them(self):
         written = appliance.SOURCE / "access/services/smb_letters.inc"

@@ -6,9 +6,6 @@ import socket
 import unittest
 
 import appliance
-import draw
-import study
-import study_syslog
 from appliance import ETC, run
 from known import KNOWN, as_known, refusals
 
@@ -72,18 +69,3 @@ class Syslog(unittest.TestCase):
             complaints |= {as_known(lines[int(number) - 1], known) for number in numbers
                            if int(number) <= len(lines)}  # the end of the file is no line
         self.assertEqual(complaints, {*known, *KNOWN["rsyslogd refuses or warns about"]})
-
-    def test_the_lint_names_the_log_hosts_that_no_message_comes_to(self):
-        hosts = study_syslog.LogHosts()
-        self.addCleanup(hosts.close)
-        tally = study.Tally()
-        values = ["192.0.2.50", *draw.ODD["plausible"]["loghost"], *draw.ODD["wild"]["loghost"]]
-        for value in values:
-            study.draw_root("plain", 0)
-            with open(study.ROOT / "etc/korvel/info", "wb") as info:
-                info.write(b"syslog_forward=on\nsyslog_forward_item=system<>file_smb\n"
-                           b"syslog_forward_target=" + draw.as_bytes(value) + b"\n")
-            study.let_write("syslog")
-            tally.add(ascii(value), study_syslog.misreadings(hosts), study.findings("syslog"))
-        self.assertGreater(tally.misread, len(values) // 2)
-        self.assertEqual(tally.wrong, [])
