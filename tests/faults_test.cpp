@@ -297,7 +297,7 @@ TEST(Faults, AnOutputWaitsForItsReader) {
     ASSERT_GT(whole.size(), 2U << 16) << "what a pipe holds";
     make_pipe(root.at(smb_conf));
     root.run("-c samba", "seconds=20",
-             ">/dev/null & sleep 0.3; cat " + quoted(root.at(smb_conf)) + " >" +
+             ">/dev/null & sleep 0.3; timeout 20 cat " + quoted(root.at(smb_conf)) + " >" +
                  quoted(root.at("/read")) + "; wait");
     EXPECT_TRUE(root.read("/read") == whole) << root.read("/read").size();
 }
