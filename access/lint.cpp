@@ -1,17 +1,14 @@
 // tavrogen-lint: names each setting that tavrogen writes faithfully and a service misreads.
-#include "access/machine/model.h"
+#include "access/causes.h"
+#include "access/machine/text.h"
 
 #include <algorithm>
 #include <errno.h>
 #include <getopt.h>
 #include <stdio.h>
 #include <string.h>
-#include <tuple>
 
-using tavrogen::access::Effect;
-using tavrogen::access::Finding;
-using tavrogen::access::Machine;
-
+namespace tavrogen::access {
 namespace {
 
 enum { clean, found, trouble };  // exit statuses
@@ -72,115 +69,68 @@ int parse(int count, char** words, Options* options) {
 
 // A setting that cannot be read would count as missing, and the findings would be wrong.
 bool is_readable(const Machine& machine) {
-    static constexpr struct {
-        const char* name;
-        bool needed;
-    } files[] = {
-        {"info", true},        {"shareinfo", true},         {"usbshareinfo", false},
-        {"msdfs", false},      {"shareinfo.hidden", false}, {"shareinfo.vfs", false},
-        {"diskinfo", false},   {"offlinefile", false},      {"nfs_info", false},
-        {"iscsi_info", false},
-    };
-    for (const auto& file : files) {
-        const std::string path = std::string("/etc/korvel/") + file.name;
-        if (machine.file(path) || (!file.needed && errno == ENOENT))
+    std::vector<std::string> files = {
+        "info",          "shareinfo", "usbshareinfo", "msdfs",    "shareinfo.hidden",
+        "shareinfo.vfs", "diskinfo",  "offlinefile",  "nfs_info", "iscsi_info"};
+    for (int number = 1; number <= 10; ++number)
+        files.push_back("iscsi_disks" + std::to_string(number));
+    for (std::string& file : files)
+        file.insert(0, "/etc/korvel/");
+    files.insert(files.end(), {"/etc/group", "/etc/passwd", "/proc/mounts"});
+    for (const std::string& path : files) {
+        const bool needed = &path - files.data() < 2;
+        if (machine.file(path))
+            continue;
+        const int why = errno;
+        if (why == ENOENT && !needed)
             continue;
         fprintf(stderr, "tavrogen-lint: cannot read %s: %s\n", machine.place(path).c_str(),
-                strerror(errno));
+                strerror(why));
         return false;
     }
     return true;
 }
 
-// What services do about one cause.
-struct Joined {
-    std::vector<Finding> parts;
-
-    const Finding& first() const { return parts.front(); }
-    Effect effect() const {
-        return std::min_element(parts.begin(), parts.end(),
-                                [](const Finding& left, const Finding& right) {
-                                    return left.effect < right.effect;
-                                })
-            ->effect;
-    }
-};
-
-auto cause_of(const Finding& finding) {
-    return std::tie(finding.file, finding.line, finding.cause);
-}
-
-// The findings of all services, those of one cause joined, worst first.
-std::vector<Joined> find_all(const Machine& machine) {
-    using Check = std::vector<Finding>(const Machine&);
-    static constexpr Check* checks[] = {
-        tavrogen::access::check_smb, tavrogen::access::check_ftp,   tavrogen::access::check_atalk,
-        tavrogen::access::check_nfs, tavrogen::access::check_iscsi, tavrogen::access::check_syslog};
-    const Machine settings = machine.after_run();
-    std::vector<Joined> all;
-    for (Check* check : checks)
-        for (const Finding& finding : check(settings)) {
-            const auto same = std::find_if(all.begin(), all.end(), [&](const Joined& other) {
-                return cause_of(other.first()) == cause_of(finding);
-            });
-            if (same == all.end())
-                all.push_back({{finding}});
-            else
-                same->parts.push_back(finding);
-        }
-    const auto badness = [](const Joined& joined) {
-        return std::make_tuple(joined.effect(), joined.first().file, joined.first().line);
-    };
-    std::stable_sort(all.begin(), all.end(), [&](const Joined& left, const Joined& right) {
-        return badness(left) < badness(right);
-    });
-    return all;
-}
-
-using Services = std::set<tavrogen::access::Service>;
+using Services = std::set<Service>;
 
 std::string in_words(const Services& services) {
-    std::string words;
-    for (const tavrogen::access::Service service : services)
-        words += (words.empty() ? "" : ", ") + std::string(tavrogen::access::name_of(service));
-    return words;
+    std::vector<std::string> names;
+    for (const Service service : services)
+        names.emplace_back(name_of(service));
+    return listed(names);
 }
 
 // "NAME: what", by services where they do not all do the same: "NAME: SMB: what; NAME: FTP: else".
-std::string who_in_words(const Joined& joined) {
-    using Hit = std::pair<std::string, std::string>;  // who, and what happens to him
-    std::map<Hit, Services> services_of;
-    Services all;
-    for (const Finding& part : joined.parts) {
-        const size_t colon = part.who.find(": ");
-        const size_t end = std::min(colon, part.who.size());
-        const Hit hit = {part.who.substr(0, end), part.who.substr(end)};
-        services_of[hit].insert(part.services.begin(), part.services.end());
-        all.insert(part.services.begin(), part.services.end());
-    }
-    std::map<std::pair<Services, std::string>, std::string> names_of;
-    for (const auto& [hit, services] : services_of) {
-        std::string& names = names_of[{services, hit.second}];
-        names += (names.empty() ? "" : ", ") + hit.first;
+std::string who_in_words(const Finding& finding, const Services& all) {
+    std::map<std::pair<std::string, std::string>, Services> services_of;
+    for (const Difference& effect : finding.effects)
+        services_of[{effect.subject, effect.what}].insert(effect.service);
+    std::map<std::pair<Services, std::string>, std::vector<std::string>> subjects_of;
+    for (const auto& [hit, services] : services_of)
+        subjects_of[{services, hit.second}].push_back(hit.first);
+    std::vector<std::string> clauses;
+    for (const auto& [hit, subjects] : subjects_of) {
+        std::string clause = listed(subjects);
+        if (hit.first != all)
+            clause += (clause.empty() ? "" : ": ") + in_words(hit.first);
+        clauses.push_back(clause + (clause.empty() ? "" : ": ") + hit.second);
     }
     std::string words;
-    for (const auto& [hit, names] : names_of)
-        words += (words.empty() ? "" : "; ") + names +
-                 (hit.first == all ? "" : ": " + in_words(hit.first)) + hit.second;
+    for (const std::string& clause : clauses)
+        words += (words.empty() ? "" : "; ") + clause;
     return words;
 }
 
-void print(const Joined& joined) {
+void print(const Finding& finding) {
     Services services;
-    for (const Finding& part : joined.parts)
-        services.insert(part.services.begin(), part.services.end());
-    const Finding& first = joined.first();
-    const std::string line = first.line > 0 ? ':' + std::to_string(first.line) : "";
-    const std::string text =
-        in_words(services) + ": " + effects[static_cast<int>(joined.effect())] + ": " +
-        who_in_words(joined) + ": " + first.cause + (first.cure.empty() ? "" : ", ") + first.cure;
-    printf("%s%s: %s\n", first.file.c_str(), line.c_str(),
-           tavrogen::access::printable(text, stdout).c_str());
+    for (const Difference& effect : finding.effects)
+        services.insert(effect.service);
+    const std::string line = finding.line > 0 ? ':' + std::to_string(finding.line) : "";
+    const std::string text = in_words(services) + ": " +
+                             effects[static_cast<int>(finding.effect())] + ": " +
+                             who_in_words(finding, services) + ": " + finding.cause.text +
+                             (finding.cause.cure.empty() ? "" : ", ") + finding.cause.cure;
+    printf("%s%s: %s\n", finding.file.c_str(), line.c_str(), printable(text, stdout).c_str());
 }
 
 int lint(const Options& options) {
@@ -188,17 +138,19 @@ int lint(const Options& options) {
     if (!is_readable(machine))
         return trouble;
     int status = clean;
-    for (const Joined& joined : find_all(machine))
-        if (joined.effect() <= options.at_least) {
-            print(joined);
+    for (const Finding& finding : find_causes(machine))
+        if (finding.effect() <= options.at_least) {
+            print(finding);
             status = found;
         }
     return status;
 }
 
 }  // namespace
+}  // namespace tavrogen::access
 
 int main(int count, char** words) {
+    using namespace tavrogen::access;
     Options options;
     int status = parse(count, words, &options);
     if (status == -1)

@@ -84,8 +84,8 @@ TEST(AppleVolumes, OddSharesAreNamed) {
          "looks: a-name-of-more-than-27-bytes: its name is shown as \"a-name-of-more-than-27-byte\": "
          "the name \"a-name-of-more-than-27-bytes\" has more than 27 bytes"},
         {Share{"a", "alice"}.line() + Share{"A", "alice,bob"}.line(),
-         "breaks: A: alice may not read or write: the name \"A\" is also that of "
-         "/etc/korvel/shareinfo:1"},
+         "exposes: a: SMB: bob may write, alice may not read or write; A: AppleTalk: "
+         "alice may not read or write: the name \"A\" is also that of /etc/korvel/shareinfo:1"},
         {Share{"a"}.line(),
          "anyone without an account may write, everyone may write: all four lists are empty"},
         {Share{"a", "alice,,"}.line() + Share{"b", ","}.line(), "exposes: b: "},
@@ -93,7 +93,8 @@ TEST(AppleVolumes, OddSharesAreNamed) {
          "exposes: b: bob may not read or write; a: bob may write, alice may not read or write: "
          "the groups who may write: "},
         {"a<>array1\n" + open_share("b"), ""},
-        {"a<><><>all<>all<>all<>all<>0<>1\n", "shareinfo:1: AppleTalk: exposes: a line without a "},
+        {"a<><><>all<>all<>all<>all<>0<>1\n",
+         "shareinfo:1: AppleTalk: exposes: \"a\": the volume is /mnt//a: the line has no volume"},
     };
     for (const auto& row : rows) {
         Root root;
@@ -131,7 +132,7 @@ TEST(IscsiTargets, OddValuesAreNamed) {
         {"iscsi_disks1", disk + "target=tab\there",
          "exposes: target tab\there: every initiator may use it, it is called iqn."},
         {"iscsi_disks1", disk + "target=BUILD",
-         "breaks: target build: it is not served: the name is also that of another target"},
+         "; target build: it is not served: the name is also that of another target"},
         {"iscsi_disks1", disk + "initiators.allow=10.0.0.0/8,[fd00::1]/64,fd00::2, ALL,x", ""},
         {"iscsi_disks1", disk + "initiators.allow=10.0.0.7 10.0.0.8",
          "breaks: target mail: 10.0.0.7 10.0.0.8 may not use it: "},

@@ -4,6 +4,7 @@
 
 #include "base/messages.h"
 #include "base/os.h"
+#include "conf/vantor_bin.h"
 #include "writers/writers.h"
 
 #include <algorithm>
@@ -26,6 +27,15 @@ std::map<std::string, int> outputs;        // by their paths: files in memory
 }  // namespace
 
 int open_input(const char* path) {
+    if (const std::string* text = machine->in_memory(path)) {
+        const int file = memfd_create("input", MFD_CLOEXEC);
+        if (file != -1 &&
+            (write(file, text->data(), text->size()) == -1 || lseek(file, 0, SEEK_SET) == -1)) {
+            close(file);
+            return -1;
+        }
+        return file;
+    }
     return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
@@ -51,17 +61,25 @@ void get_host_name(char* name, size_t size) {
     name[host.copy(name, std::min(length, size - 1))] = '\0';
 }
 
+// An appliance's own address, as its kernel shows it: not that of the machine that looks at it.
+int Netdev_GetHwAddr(const char* interface, unsigned char* address) {
+    const std::string path = std::string("/sys/class/net/") + interface + "/address";
+    unsigned parts[6];
+    if (sscanf(machine->file(path).value_or("").c_str(), "%2x:%2x:%2x:%2x:%2x:%2x", &parts[0],
+               &parts[1], &parts[2], &parts[3], &parts[4], &parts[5]) != 6)
+        return -1;
+    std::copy(std::begin(parts), std::end(parts), address);
+    return 0;
+}
+
 namespace tavrogen::access {
 
-std::map<std::string, std::string> run_writers(const Machine& on) {
-    machine = &on;
-    make_samba_conf();
-    make_proftpd_conf();
-    make_atalk_conf();
-    make_syslog_conf();
-    make_iscsi_conf();
-    make_nfs_exports();
+namespace {
 
+// What the program calls the services, by Service.
+constexpr std::string_view names[] = {"samba", "proftpd", "atalk", "nfs", "iscsi", "syslog"};
+
+std::map<std::string, std::string> take_outputs() {
     std::map<std::string, std::string> written;
     for (const auto& [path, file] : outputs) {
         std::string& bytes = written[path];
@@ -73,6 +91,23 @@ std::map<std::string, std::string> run_writers(const Machine& on) {
     }
     outputs.clear();
     return written;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> run_writers(const Machine& on) {
+    machine = &on;
+    for (const service& each : services)
+        each.write();
+    return take_outputs();
+}
+
+std::map<std::string, std::string> run_writers(const Machine& on, Service service) {
+    machine = &on;
+    for (const auto& each : services)
+        if (service != Service::settings && each.name == names[static_cast<size_t>(service)])
+            each.write();
+    return take_outputs();
 }
 
 }  // namespace tavrogen::access

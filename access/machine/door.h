@@ -9,4 +9,7 @@ namespace tavrogen::access {
 // opened there are written, too. Not for two threads at once.
 std::map<std::string, std::string> run_writers(const Machine& on);
 
+// The same for one service.
+std::map<std::string, std::string> run_writers(const Machine& on, Service service);
+
 }  // namespace tavrogen::access

@@ -13,7 +13,8 @@
 namespace tavrogen::access {
 
 const char* name_of(Service service) {
-    static constexpr const char* names[] = {"SMB", "FTP", "AppleTalk", "NFS", "iSCSI", "syslog"};
+    static constexpr const char* names[] = {"SMB",   "FTP",    "AppleTalk", "NFS",
+                                            "iSCSI", "syslog", "settings"};
     return names[static_cast<int>(service)];
 }
 
@@ -280,14 +281,53 @@ std::string Machine::resolved(const std::string& path) const {
     return resolve(root_, path);
 }
 
+// The same path, where it is moved; else the one above it that is.
+std::string Machine::own_path(const std::string& path) const {
+    if (moved_.empty() && gone_.empty())
+        return path;
+    for (size_t end = path.size(); end != std::string::npos && end > 0;
+         end = path.rfind('/', end - 1)) {
+        const std::string above = path.substr(0, end);
+        if (const auto at = moved_.find(above); at != moved_.end())
+            return at->second + path.substr(end);
+        if (gone_.contains(above))
+            return "";
+    }
+    return path;
+}
+
+void Machine::move(const std::string& from, const std::string& to) {
+    if (from == to)
+        return;
+    const std::string own = own_path(from);
+    moved_.erase(from);
+    gone_.insert(from);
+    if (!to.empty() && !own.empty())
+        moved_[to] = own;
+}
+
+Machine Machine::with(const std::map<std::string, std::string>& texts) const {
+    Machine machine = *this;
+    for (const auto& [path, text] : texts)
+        machine.written_[path] = text;
+    machine.people_ = find_people(machine);
+    return machine;
+}
+
 std::string Machine::place(const std::string& path) const {
-    const std::string below = resolved(path);
+    const std::string own = own_path(path);
+    const std::string below = own.empty() ? "" : resolved(own);
     return below.empty() ? "" : root_ + below;
 }
 
+const std::string* Machine::in_memory(const std::string& path) const {
+    const auto at = written_.find(path);
+    return at == written_.end() ? nullptr : &at->second;
+}
+
 std::optional<std::string> Machine::file(const std::string& path) const {
-    if (const auto at = written_.find(path); at != written_.end())
-        return at->second;
+    if (const std::string* text = in_memory(path))
+        return *text;
     const int file = open(place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
     if (file == -1)
         return {};
@@ -326,13 +366,24 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
             names.push_back(name);
     }
     closedir(folder);
+    for (const auto& [shown, own] : moved_)
+        if (shown.substr(0, shown.rfind('/')) == path && is_directory(shown))
+            names.push_back(shown.substr(path.size() + 1));
     std::sort(names.begin(), names.end());
     return names;
 }
 
 Machine Machine::after_run() const {
     Machine after = *this;
-    after.written_ = run_writers(*this);
+    for (auto& [path, text] : run_writers(*this))
+        after.written_[path] = std::move(text);
+    return after;
+}
+
+Machine Machine::after_run_for(Service service) const {
+    Machine after = *this;
+    for (auto& [path, text] : run_writers(*this, service))
+        after.written_[path] = std::move(text);
     return after;
 }
 

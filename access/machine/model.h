@@ -16,9 +16,9 @@ namespace tavrogen::access {
 // In bits: who may write may read, too; who may upload may not.
 enum class Right : unsigned char { none, read, upload, write };
 
-enum class Service : unsigned char { smb, ftp, atalk, nfs, iscsi, syslog };
+enum class Service : unsigned char { smb, ftp, atalk, nfs, iscsi, syslog, settings };
 
-// For people: SMB, FTP, AppleTalk, NFS, iSCSI, syslog.
+// For people: SMB, FTP, AppleTalk, NFS, iSCSI, syslog; "settings" where no service is at fault.
 const char* name_of(Service service);
 
 // One account, and the groups that it is in.
@@ -38,7 +38,8 @@ class Machine {
     // The bytes of a file by its path on the appliance; links are followed inside the root.
     // Nothing when it cannot be read.
     std::optional<std::string> file(const std::string& path) const;
-    bool is_there(const std::string& path) const;  // of whatever type
+    const std::string* in_memory(const std::string& path) const;  // NULL: it is not
+    bool is_there(const std::string& path) const;                 // of whatever type
     bool is_directory(const std::string& path) const;
     std::vector<std::string> folders_in(const std::string& path) const;  // names, sorted
 
@@ -52,6 +53,15 @@ class Machine {
     // stand in memory. Nothing is written.
     Machine after_run() const;
 
+    // The same for one service.
+    Machine after_run_for(Service service) const;
+
+    // The appliance with other bytes in some of its files.
+    Machine with(const std::map<std::string, std::string>& texts) const;
+
+    // Shows a folder at another path; at an empty one: nowhere.
+    void move(const std::string& from, const std::string& to);
+
     // From /etc/passwd and /etc/group; without passwd from the group file and the share lists.
     const std::vector<Person>& people() const { return people_; }
 
@@ -59,8 +69,12 @@ class Machine {
     void add_domain_groups();
 
   private:
+    std::string own_path(const std::string& path) const;
+
     std::string root_;                            // without a slash at its end; of "/": empty
-    std::map<std::string, std::string> written_;  // path, bytes: what a run would write
+    std::map<std::string, std::string> written_;  // path, bytes: of files that stand in memory
+    std::map<std::string, std::string> moved_;    // where a folder is shown, and where it is
+    std::set<std::string> gone_;                  // folders that are shown nowhere
     std::vector<Person> people_;
 };
 
@@ -198,39 +212,9 @@ struct IntendedShare {
 // Those of shareinfo, then those of usbshareinfo.
 std::vector<IntendedShare> intended_shares(const Machine& machine);
 
-// A setting that a service misreads.
-enum class Effect : unsigned char { exposes, stops, breaks, looks };  // worst first
-struct Finding {
-    Effect effect;
-    std::string file;  // the file to edit
-    int line = 0;      // 0: the file as a whole
-    std::set<Service> services;
-    std::string who;  // who or what is hit
-    std::string cause;
-    std::string cure;
-};
-
-// Compares what a service gives of a share with what is meant. Nothing when they agree; else a
-// finding that exposes (somebody gets more) or breaks (somebody gets less), with everything but
-// its cause and cure. Guests who get less than meant are no finding: not every service knows them.
-std::optional<Finding> compare(const Machine& machine, const IntendedShare& share, Service service,
-                               const std::vector<Right>& people, Right guest);
-
-// What is odd about a share's lists, or about its name (of a USB share: its volume), in the same
-// words for every service, so that findings of one cause can be joined. Empty when nothing is.
-struct Cause {
-    std::string text;
-    std::string cure;
-};
-Cause odd_lists(const Machine& machine, const IntendedShare& share);
-Cause odd_name(const IntendedShare& share);
-
 // A text for one line: its newlines and, where they would reach a terminal, all control characters
 // and those that turn the direction of what follows are octal escapes.
 std::string printable(const std::string& text, FILE* out);
-
-// An absolute path without its empty parts and its "." and ".." parts.
-std::string plain_path(const std::string& path);
 
 // Valid UTF-8 in which each control character, and each one that turns the direction of what
 // follows, becomes U+FFFD.
@@ -245,16 +229,10 @@ bool is_unicode(unsigned letter);
 // Valid UTF-8: each byte that is none becomes U+FFFD.
 std::string as_utf8(const std::string& text);
 
+// An absolute path without its empty parts and its "." and ".." parts.
+std::string plain_path(const std::string& path);
+
 // People in words: "alice, bob", "everyone", "alice, bob, carol and 12 others".
 std::string in_words(const Machine& machine, const std::vector<size_t>& people);
-
-// Each service's comparison of what is meant with what is read back; `settings` is the machine as
-// after the run. Findings of one cause in several services are joined afterwards.
-std::vector<Finding> check_smb(const Machine& settings);
-std::vector<Finding> check_ftp(const Machine& settings);
-std::vector<Finding> check_atalk(const Machine& settings);
-std::vector<Finding> check_nfs(const Machine& settings);
-std::vector<Finding> check_iscsi(const Machine& settings);
-std::vector<Finding> check_syslog(const Machine& settings);
 
 }  // namespace tavrogen::access

@@ -1,4 +1,6 @@
 // Texts as they can be shown.
+#include "access/machine/text.h"
+
 #include "access/machine/model.h"
 
 #include <algorithm>
@@ -56,6 +58,28 @@ std::string shown_by(const std::string& text, Show show) {
 }
 
 }  // namespace
+
+std::vector<std::string> words_of(const std::string& text, const char* between) {
+    std::vector<std::string> words;
+    for (size_t at = text.find_first_not_of(between); at < text.size();) {
+        const size_t end = std::min(text.find_first_of(between, at), text.size());
+        words.push_back(text.substr(at, end - at));
+        at = text.find_first_not_of(between, end);
+    }
+    return words;
+}
+
+std::string quoted(const std::string& text) {
+    return '"' + text + '"';
+}
+
+std::string listed(const std::vector<std::string>& texts, size_t most) {
+    std::string words;
+    for (size_t number = 0; number < texts.size() && number < most; ++number)
+        words += (number > 0 ? ", " : "") + texts[number];
+    return texts.size() > most ? words + " and " + std::to_string(texts.size() - most) + " others"
+                               : words;
+}
 
 std::string as_utf8(const std::string& text) {
     return shown_by(text, [](unsigned letter, const std::string& bytes) {

@@ -1,6 +1,7 @@
 // Reads /etc/atalk/AppleVolumes.default back as afpd of Netatalk 2.0 does: AppleVolumes.default(5),
 // and afpd.conf(5) for guests.
-#include "access/machine/model.h"
+#include "access/machine/text.h"
+#include "access/services/judge.h"
 
 #include <algorithm>
 #include <limits.h>
@@ -233,173 +234,56 @@ std::vector<Grant> read_grants(const Machine& machine, const std::vector<Volume>
     return grants;
 }
 
-// --- The check.
+// --- The judge.
 
-class AtalkCheck {
-  public:
-    explicit AtalkCheck(const Machine& machine)
-        : machine_(machine), prefix_(domain_prefix(machine)),
-          text_(machine.file(volume_file).value_or("")), lines_(lines_of(text_)),
-          grants_(read_grants(machine, read_volumes(text_))) {
-        const auto shares = intended_shares(machine);
-        for (const bool usb : {true, false})  // in the order of the file
-            for (const IntendedShare& share : shares)
-                if (share.usb == usb && share.services.contains(Service::atalk))
-                    shares_.push_back(share);
-    }
+// A local account of the name of a listed domain account is not told from it, and in a domain
+// does not log in.
+std::vector<Right> with_domain(const Machine& machine, const IntendedShare& share,
+                               std::vector<Right> people) {
+    const std::string prefix = domain_prefix(machine);
+    for (size_t number = 0; number < people.size() && !prefix.empty(); ++number)
+        for (const size_t list : {rw_users, ro_users})
+            for (const std::string& name : names_in(share.lists[list]))
+                if (name == prefix + machine.people()[number].name)
+                    people[number] = share.people[number];
+    return people;
+}
 
-    std::vector<Finding> run() {
-        std::vector<std::string> beginnings;
-        for (const IntendedShare& share : shares_)
-            beginnings.push_back(share.folder + " \"");
-        const std::vector<Span> spans = spans_of(text_, beginnings);
-        for (size_t number = 0; number < shares_.size(); ++number)
-            check(shares_[number], spans[number]);
-        for (const Grant& grant : grants_)
-            if (std::none_of(spans.begin(), spans.end(),
-                             [&](const Span& span) { return span.holds(grant.line); }))
-                check_stray(grant);
-        return findings_;
-    }
-
-  private:
-    void check(const IntendedShare& share, const Span& span) {
-        std::optional<Finding> finding = judge(share, grants_, span);
-        if (!finding)
-            return;
-        std::string lines;  // the share's own, and another volume's after it
-        for (int line = span.begin; line < span.end; ++line)
-            lines += lines_[static_cast<size_t>(line) - 1] + '\n';
-        lines += "/mnt \"another\"\n";
-        const Span own = {1, 1 + span.end - span.begin};
-        const std::string plain = share.folder + " \"" + share.name + "\"\n";
-        const auto named = read_volumes(plain);
-        Cause cause;
-        if (named.size() != 1 || named[0].path != share.folder ||
-            shown_name(named[0]) != share.name || as_utf8(share.name) != share.name)
-            cause = name_cause(share, named.size() == 1 && named[0].path == share.folder);
-        else if (judge(share, read_grants(machine_, read_volumes(lines)), own))
-            cause = list_cause(share);
-        else if (const IntendedShare* twin = twin_of(share))
-            cause = {"the name \"" + share.name + "\" is also that of " + twin->file + ':' +
-                         std::to_string(twin->line),
-                     "rename one of them"};
-        else if (!findings_.empty()) {  // swallowed by the line before
-            cause = {findings_.back().cause, findings_.back().cure};
-            finding->line = findings_.back().line;
-            finding->file = findings_.back().file;
+// What the server gives from these volumes of a share, set against what is meant.
+std::optional<Difference> judge_share(const Machine& machine, const IntendedShare& share,
+                                      const std::vector<const Grant*>& grants) {
+    std::vector<Right> people(machine.people().size(), Right::none);
+    Right guest = Right::none;
+    std::string elsewhere, name = share.name;
+    bool exposes = false;
+    for (const Grant* grant : grants) {
+        name = grant->share;
+        if (grant->folder == share.folder) {
+            people = with_domain(machine, share, grant->people);
+            guest = grant->guest;
         } else {
-            cause = {"the volume has the name of another one", "rename it"};
+            elsewhere = grant->folder;
+            exposes = machine.is_directory(grant->folder);
         }
-        finding->cause = cause.text;
-        finding->cure = cause.cure;
-        findings_.push_back(*finding);
     }
+    auto found = compare(machine, share, Service::atalk, people, guest);
+    if (!found && name != share.name)
+        found = Difference{Service::atalk, Effect::looks, share.file,
+                           share.line,     share.name,    "its name is shown as " + quoted(name)};
+    if (found && !elsewhere.empty())
+        found->what += ", the volume is " + elsewhere;
+    if (found && exposes)
+        found->effect = Effect::exposes;
+    return found;
+}
 
-    // A volume that is no share's, such as that of a line without a volume.
-    void check_stray(const Grant& grant) {
-        const bool is_info = grant.folder == "/mnt/info" && grant.share == "info";
-        const auto given = [](Right right) { return right != Right::none; };
-        if (is_info ||
-            (!given(grant.guest) && std::none_of(grant.people.begin(), grant.people.end(), given)))
-            return;
-        for (const char* file : {usb_share_file, share_file})
-            if (const int line = line_without_volume(machine_, file); line > 0) {
-                findings_.push_back({Effect::exposes,
-                                     file,
-                                     line,
-                                     {Service::atalk},
-                                     "a line without a volume: the volume is " + grant.folder,
-                                     "the line has no volume",
-                                     "name the volume"});
-                return;
-            }
-    }
-
-    // What the server gives from these lines of its file, set against what is meant.
-    std::optional<Finding> judge(const IntendedShare& share, const std::vector<Grant>& grants,
-                                 const Span& span) const {
-        std::vector<Right> people(machine_.people().size(), Right::none);
-        Right guest = Right::none;
-        std::string elsewhere, name = share.name;
-        bool exposes = false;
-        for (const Grant& grant : grants) {
-            if (!span.holds(grant.line))
-                continue;
-            name = grant.share;
-            if (grant.folder == share.folder) {
-                people = with_domain(share, grant.people);
-                guest = grant.guest;
-            } else {
-                elsewhere = grant.folder;
-                exposes = machine_.is_directory(grant.folder);
-            }
-        }
-        std::optional<Finding> finding = compare(machine_, share, Service::atalk, people, guest);
-        if (!finding && name != share.name)
-            finding = Finding{Effect::looks,
-                              share.file,
-                              share.line,
-                              {Service::atalk},
-                              share.name + ": its name is shown as \"" + name + '"',
-                              "",
-                              ""};
-        if (finding && !elsewhere.empty())
-            finding->who += ", the volume is " + elsewhere;
-        if (finding && exposes)
-            finding->effect = Effect::exposes;
-        return finding;
-    }
-
-    // A local account of the name of a listed domain account is not told from it, and in a domain
-    // does not log in.
-    std::vector<Right> with_domain(const IntendedShare& share, std::vector<Right> people) const {
-        for (size_t number = 0; number < people.size() && !prefix_.empty(); ++number)
-            for (const size_t list : {rw_users, ro_users})
-                for (const std::string& name : names_in(share.lists[list]))
-                    if (name == prefix_ + machine_.people()[number].name)
-                        people[number] = share.people[number];
-        return people;
-    }
-
-    static Cause name_cause(IntendedShare share, bool folder_is_sound) {
-        share.usb = share.usb && !folder_is_sound;  // its name is at fault, not its folder
-        if (share.name.size() > longest_name &&
-            share.name.find_first_of(" \"$\t\r") == std::string::npos)
-            return {"the name \"" + share.name + "\" has more than 27 bytes", "take a shorter one"};
-        const Cause cause = odd_name(share);
-        return cause.text.empty()
-                   ? Cause{"the server reads the name \"" + share.name + "\" otherwise",
-                           "rename it"}
-                   : cause;
-    }
-
-    Cause list_cause(const IntendedShare& share) const {
-        const Cause cause = odd_lists(machine_, share);
-        return cause.text.empty() ? Cause{"the server reads the lists otherwise",
-                                          "list only plain names with commas between them"}
-                                  : cause;
-    }
-
-    // The share before this one that has its name but for the case.
-    const IntendedShare* twin_of(const IntendedShare& share) const {
-        for (const IntendedShare& other : shares_) {
-            if (other.file == share.file && other.line == share.line)
-                return nullptr;
-            if (strcasecmp(other.name.c_str(), share.name.c_str()) == 0)
-                return &other;
-        }
-        return nullptr;
-    }
-
-    const Machine& machine_;
-    const std::string prefix_;
-    const std::string text_;
-    const std::vector<std::string> lines_;
-    const std::vector<Grant> grants_;
-    std::vector<IntendedShare> shares_;
-    std::vector<Finding> findings_;
-};
+// A volume that is no share's, such as that of a line without a volume.
+bool is_stray(const Grant& grant) {
+    const bool is_info = grant.folder == "/mnt/info" && grant.share == "info";
+    const auto given = [](Right right) { return right != Right::none; };
+    return !is_info &&
+           (given(grant.guest) || std::any_of(grant.people.begin(), grant.people.end(), given));
+}
 
 }  // namespace
 
@@ -411,8 +295,39 @@ Reading read_apple_volumes(const Machine& machine) {
     return reading;
 }
 
-std::vector<Finding> check_atalk(const Machine& settings) {
-    return AtalkCheck(settings).run();
+Differences judge_atalk(const Machine& machine) {
+    const auto text = machine.file(volume_file);
+    if (!text)
+        return {};
+    std::vector<IntendedShare> shares;
+    std::vector<std::string> beginnings;
+    for (const bool usb : {true, false})  // in the order of the file
+        for (const IntendedShare& share : intended_shares(machine))
+            if (share.usb == usb && share.services.contains(Service::atalk)) {
+                shares.push_back(share);
+                beginnings.push_back(share.folder + " \"");
+            }
+    const std::vector<Span> spans = spans_of(*text, beginnings);
+    std::map<int, size_t> share_at;  // by the first lines of their spans
+    for (size_t number = 0; number < spans.size(); ++number)
+        if (spans[number].begin > 0)
+            share_at[spans[number].begin] = number;
+    const std::vector<Grant> grants = read_grants(machine, read_volumes(*text));
+    std::vector<std::vector<const Grant*>> given(shares.size());
+    Differences found;
+    for (const Grant& grant : grants) {
+        const auto after = share_at.upper_bound(grant.line);
+        const size_t number = after == share_at.begin() ? 0 : std::prev(after)->second;
+        if (after != share_at.begin() && spans[number].holds(grant.line))
+            given[number].push_back(&grant);
+        else if (is_stray(grant))
+            found.push_back({Service::atalk, Effect::exposes, "", 0, quoted(grant.share),
+                             "the volume is " + grant.folder});
+    }
+    for (size_t number = 0; number < shares.size(); ++number)
+        if (auto difference = judge_share(machine, shares[number], given[number]))
+            found.push_back(*difference);
+    return found;
 }
 
 }  // namespace tavrogen::access

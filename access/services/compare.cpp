@@ -1,7 +1,5 @@
 // Sets what a service gives against what is meant, and says it in words.
-#include "access/machine/model.h"
-
-#include <map>
+#include "access/services/judge.h"
 
 namespace tavrogen::access {
 
@@ -19,43 +17,43 @@ std::string in_words(const Machine& machine, const std::vector<size_t>& people) 
     return words;
 }
 
-std::optional<Finding> compare(const Machine& machine, const IntendedShare& share, Service service,
-                               const std::vector<Right>& people, Right guest) {
-    static constexpr const char* verbs[4][4] = {
-        // given: nothing, read, upload, write
-        {nullptr, "may read", "may write", "may write"},                      // meant: nothing
-        {"may not read", nullptr, "may write", "may write"},                  // meant: read
-        {},                                                                   // nobody means it
-        {"may not read or write", "may not write", "may not read", nullptr},  // meant: write
-    };
+std::optional<Difference> compare(const Machine& machine, const IntendedShare& share,
+                                  Service service, const std::vector<Right>& people, Right guest) {
+    static constexpr const char* more_verbs[] = {nullptr, "may read", "may write", "may write"};
+    static constexpr const char* less_verbs[] = {nullptr, "may not read", "may not write",
+                                                 "may not read or write"};
+    const bool served = share.services.contains(service);
     std::map<std::string, std::vector<size_t>> more, less;
     for (size_t person = 0; person < people.size(); ++person) {
-        const Right meant = share.services.contains(service) ? share.people[person] : Right::none;
-        const Right given = people[person];
-        if (given == meant)
-            continue;
-        auto& side = given > meant ? more : less;
-        side[verbs[static_cast<int>(meant)][static_cast<int>(given)]].push_back(person);
+        const int meant = served ? static_cast<int>(share.people[person]) : 0;
+        const int given = static_cast<int>(people[person]);
+        if (const char* verb = more_verbs[given & ~meant])
+            more[verb].push_back(person);
+        if (const char* verb = less_verbs[meant & ~given])
+            less[verb].push_back(person);
     }
-    const Right guest_meant = share.services.contains(service) ? share.guest : Right::none;
-    std::string who;
+    std::string what;
     const auto say = [&](const std::string& subject, const std::string& verb) {
-        who += (who.empty() ? "" : ", ") + subject + ' ' + verb;
+        what += (what.empty() ? "" : ", ") + subject + ' ' + verb;
     };
-    if (guest > guest_meant)
-        say("anyone without an account", guest == Right::write ? "may write" : "may read");
+    const int guest_more = static_cast<int>(guest) & ~(served ? static_cast<int>(share.guest) : 0);
+    if (guest_more != 0)
+        say("anyone without an account", more_verbs[guest_more]);
     for (const auto* side : {&more, &less})
         for (const auto& [verb, persons] : *side)
             say(in_words(machine, persons), verb);
-    if (who.empty())
+    if (what.empty())
         return {};
-    Finding finding;
-    finding.effect = guest > guest_meant || !more.empty() ? Effect::exposes : Effect::breaks;
-    finding.file = share.file;
-    finding.line = share.line;
-    finding.services = {service};
-    finding.who = share.name + ": " + who;
-    return finding;
+    return Difference{
+        service,    guest_more != 0 || !more.empty() ? Effect::exposes : Effect::breaks,
+        share.file, share.line,
+        share.name, what};
+}
+
+Differences judge(Service service, const Machine& machine) {
+    static constexpr Differences (*judges[])(const Machine&) = {
+        judge_smb, judge_ftp, judge_atalk, judge_nfs, judge_iscsi, judge_syslog, judge_settings};
+    return judges[static_cast<size_t>(service)](machine);
 }
 
 }  // namespace tavrogen::access

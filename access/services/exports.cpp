@@ -1,6 +1,7 @@
 // Reads /etc/exports back as exportfs(8) of nfs-utils does. Rules without a source of their own are
 // from exports(5).
-#include "access/machine/model.h"
+#include "access/machine/text.h"
+#include "access/services/judge.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -250,10 +251,6 @@ bool matches_hosts(const std::string& client) {
     return client.find('/') == std::string::npos || read_network(client);
 }
 
-std::string clients_in_words(const std::string& client) {
-    return is_everywhere(client) ? "every host" : client;
-}
-
 // A path as exportfs resolves it: one that is not there stays as it is.
 std::string resolved(const Machine& machine, const std::string& path) {
     return machine.is_there(path) ? machine.resolved(path) : path;
@@ -266,10 +263,9 @@ Table read_file(const Machine& machine) {
     return table;
 }
 
-// --- The check.
+// --- The judge.
 
 constexpr char nfs_file[] = "/etc/korvel/nfs_info";
-constexpr char options[] = "(rw,sync,all_squash,anonuid=99,anongid=99,no_subtree_check)\n";
 
 // The clients as the settings mean them: without blanks around the two values.
 std::string trimmed(const std::string& text) {
@@ -279,13 +275,20 @@ std::string trimmed(const std::string& text) {
                : text.substr(first, text.find_last_not_of(" \t\r") + 1 - first);
 }
 
-class NfsCheck {
+// True when the name is that of a folder of the volume.
+bool is_proper(const IntendedShare& share) {
+    const std::string path = '/' + share.name + '/';
+    return share.name.find_first_not_of('/') != std::string::npos &&
+           path.find("/./") == std::string::npos && path.find("/../") == std::string::npos;
+}
+
+class Judge {
   public:
-    explicit NfsCheck(const Machine& machine)
-        : machine_(machine), address_(setting(machine, nfs_file, "nfs_networkaddress")),
-          mask_(setting(machine, nfs_file, "nfs_subnetmask")), table_(read_file(machine)) {
-        if (!trimmed(mask_.value).empty())
-            network_ = read_network(trimmed(address_.value) + '/' + trimmed(mask_.value));
+    explicit Judge(const Machine& machine) : machine_(machine), table_(read_file(machine)) {
+        const std::string mask = trimmed(setting(machine, nfs_file, "nfs_subnetmask").value);
+        if (!mask.empty())
+            network_ = read_network(
+                trimmed(setting(machine, nfs_file, "nfs_networkaddress").value) + '/' + mask);
         if (network_ && has_holes(*network_))
             network_.reset();
         for (const IntendedShare& share : intended_shares(machine))
@@ -294,160 +297,73 @@ class NfsCheck {
                 if (is_proper(share))
                     folders_.insert(resolved(machine, share.folder));
             }
+        for (const Export& entry : table_.exports) {
+            const auto network = read_network(entry.client);
+            if (entry.writable && (is_everywhere(entry.client) ||
+                                   (network && (!network_ || lies_in(*network_, *network)))))
+                served_.insert(entry.folder);
+        }
     }
 
-    std::vector<Finding> run() {
+    Differences differences() {
         std::vector<std::string> beginnings;
         for (const IntendedShare& share : shares_)
             beginnings.push_back(share.folder + ' ');
         const std::vector<Span> spans =
             spans_of(machine_.file(exports_file).value_or(""), beginnings);
-        const bool sound_network = is_sound_network();
-        const Origin network = network_origin();
-        Origin odd_share;
+        std::map<int, size_t> share_at;  // by the first lines of their spans
+        for (size_t number = 0; number < spans.size(); ++number)
+            if (spans[number].begin > 0)
+                share_at[spans[number].begin] = number;
+        std::vector<std::string> more(shares_.size());
+        Differences found;
+        for (const Export& entry : table_.exports) {
+            if (is_meant(entry) || !is_address_or_pattern(entry.client))
+                continue;
+            const std::string what = (is_everywhere(entry.client) ? "every host" : entry.client) +
+                                     (entry.writable ? " may write " : " may read ") + entry.path;
+            const auto after = share_at.upper_bound(entry.line);
+            const size_t number = after == share_at.begin() ? 0 : std::prev(after)->second;
+            if (after != share_at.begin() && spans[number].holds(entry.line))
+                more[number] += (more[number].empty() ? "" : ", ") + what;
+            else
+                found.push_back({Service::nfs, Effect::exposes, "", 0, entry.path, what});
+        }
         for (size_t number = 0; number < shares_.size(); ++number) {
             const IntendedShare& share = shares_[number];
-            bool exposed = false;
-            const std::string who = words_for(spans[number], is_served(share), &exposed);
-            if (who.empty())
-                continue;
-            const bool sound = is_sound(share);
-            if (!sound || (sound_network && odd_share.file.empty()))
-                odd_share = origin_of(share);
-            // A sound share that is hit on a sound network stands in what an odd one has taken.
-            add(sound && !sound_network ? network : odd_share, exposed, share.name + ": " + who);
+            const bool served = served_.contains(resolved(machine_, share.folder));
+            const std::string& words = more[number];
+            if (!words.empty() || !served)
+                found.push_back({Service::nfs, words.empty() ? Effect::breaks : Effect::exposes,
+                                 share.file, share.line, share.name,
+                                 words +
+                                     (served          ? ""
+                                      : words.empty() ? ""
+                                                      : ", ") +
+                                     (served ? "" : "it is not exported")});
         }
-        for (const Export& entry : table_.exports)
-            if (std::none_of(spans.begin(), spans.end(),
-                             [&](const Span& span) { return span.holds(entry.line); }))
-                add_stray(entry);
-        return findings_;
+        return found;
     }
 
   private:
-    // An export that is no share's, such as that of a line without a volume.
-    void add_stray(const Export& entry) {
-        const int line = line_without_volume(machine_, share_file);
-        if (line > 0 && matches_hosts(entry.client))
-            add({share_file, line, {"the line has no volume", "name the volume"}}, true,
-                "a line without a volume: " + clients_in_words(entry.client) + " may write " +
-                    entry.path);
-    }
-
     bool is_meant(const Export& entry) const {
         const auto network = read_network(entry.client);
         return network && network_ && lies_in(*network, *network_) &&
                folders_.contains(entry.folder);
     }
 
-    bool is_served(const IntendedShare& share) const {
-        const std::string folder = resolved(machine_, share.folder);
-        return std::any_of(table_.exports.begin(), table_.exports.end(), [&](const Export& entry) {
-            if (!entry.writable || entry.folder != folder)
-                return false;
-            const auto network = read_network(entry.client);
-            return is_everywhere(entry.client) ||
-                   (network && (!network_ || lies_in(*network_, *network)));
-        });
-    }
-
-    // What these lines of the file export otherwise than meant; empty: nothing.
-    std::string words_for(const Span& span, bool served, bool* exposed) const {
-        std::string words;
-        for (const Export& entry : table_.exports) {
-            if (!span.holds(entry.line) || is_meant(entry) || !matches_hosts(entry.client) ||
-                !is_address_or_pattern(entry.client))
-                continue;
-            *exposed = true;
-            words += (words.empty() ? "" : ", ") + clients_in_words(entry.client) +
-                     (entry.writable ? " may write " : " may read ") + entry.path;
-        }
-        if (!served)
-            words += (words.empty() ? "" : ", ") + std::string("it is not exported");
-        return words;
-    }
-
     // A host's name is none of ours: whether it exists, only the network knows.
     static bool is_address_or_pattern(const std::string& client) {
-        return is_everywhere(client) || read_network(client) ||
-               client.find_first_of("*?[") != std::string::npos;
-    }
-
-    // True when the name is that of a folder of the volume.
-    static bool is_proper(const IntendedShare& share) {
-        const std::string path = '/' + share.name + '/';
-        return share.name.find_first_not_of('/') != std::string::npos &&
-               path.find("/./") == std::string::npos && path.find("/../") == std::string::npos;
-    }
-
-    // True when the share alone, exported to a sound network, is read as it is meant.
-    static bool is_sound(const IntendedShare& share) {
-        const Table table = read_table(share.folder + ' ' + everywhere + options);
-        return is_proper(share) && table.error == 0 && table.exports.size() == 1 &&
-               table.exports[0].path == share.folder && table.exports[0].client == everywhere;
-    }
-
-    bool is_sound_network() const {
-        const Table table = read_table("/mnt " + address_.value.substr(0, 31) + '/' +
-                                       mask_.value.substr(0, 31) + options);
-        if (table.exports.size() != 1 || !network_)
-            return false;
-        const auto network = read_network(table.exports[0].client);
-        return network && lies_in(*network, *network_) && lies_in(*network_, *network);
-    }
-
-    // Where a finding comes from.
-    struct Origin {
-        std::string file;
-        int line = 0;
-        Cause cause = {};
-    };
-
-    static Origin origin_of(const IntendedShare& share) {
-        Cause cause = odd_name(share);
-        if (cause.text.empty())
-            cause = {"exportfs reads \"" + share.folder + "\" otherwise", "rename it"};
-        return {share.file, share.line, cause};
-    }
-
-    Origin network_origin() const {
-        const bool sound_address = address_.value.find('/') == std::string::npos &&
-                                   read_network(address_.value).has_value();
-        const Setting& odd = sound_address ? mask_ : address_;
-        const std::string kind = sound_address ? "network mask" : "network address";
-        const std::string value = '"' + odd.value + '"';
-        std::string text = value + " is no " + kind;
-        if (odd.value.empty())
-            text = "the " + kind + " is empty";
-        else if (odd.value.size() > 31)
-            text = value + " is cut after 31 bytes";
-        else if (odd.value.find_first_of(" \t\r\v\f") != std::string::npos)
-            text = "the " + kind + ' ' + value + " has a blank";
-        return {nfs_file,
-                odd.line,
-                {text, sound_address ? "write one as 255.255.255.0 or 24"
-                                     : "write one address, of IPv4 or IPv6"}};
-    }
-
-    void add(const Origin& origin, bool exposes, const std::string& who) {
-        Finding finding = {};
-        finding.effect = exposes ? Effect::exposes : Effect::breaks;
-        finding.file = origin.file;
-        finding.line = origin.line;
-        finding.services = {Service::nfs};
-        finding.who = who;
-        finding.cause = origin.cause.text;
-        finding.cure = origin.cause.cure;
-        findings_.push_back(finding);
+        return matches_hosts(client) && (is_everywhere(client) || read_network(client) ||
+                                         client.find_first_of("*?[") != std::string::npos);
     }
 
     const Machine& machine_;
-    const Setting address_, mask_;
     std::optional<Network> network_;  // as meant; nothing: the settings mean none
     const Table table_;
     std::vector<IntendedShare> shares_;
     std::set<std::string> folders_;  // that are to be exported
-    std::vector<Finding> findings_;
+    std::set<std::string> served_;   // that are, to all who are meant
 };
 
 }  // namespace
@@ -474,8 +390,13 @@ Reading read_exports(const Machine& machine) {
     return reading;
 }
 
-std::vector<Finding> check_nfs(const Machine& settings) {
-    return NfsCheck(settings).run();
+Differences judge_nfs(const Machine& machine) {
+    return machine.file(exports_file) ? Judge(machine).differences() : Differences();
+}
+
+bool is_network(const std::string& address, const std::string& mask) {
+    const auto network = read_network(address + '/' + mask);
+    return network && !has_holes(*network) && !mask.empty();
 }
 
 }  // namespace tavrogen::access

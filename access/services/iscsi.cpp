@@ -1,6 +1,8 @@
 // Reads /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny back as the iSCSI Enterprise
 // Target does: ietd.conf(5), and the notes in its samples of the initiators' files.
-#include "access/machine/model.h"
+#include "access/machine/text.h"
+#include "access/services/judge.h"
+#include "include/iscsi_info.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -13,18 +15,6 @@ namespace tavrogen::access {
 namespace {
 
 constexpr char target_file[] = "/etc/ietd.conf";
-constexpr char white[] = " \t\r\n\v\f";
-
-// The words of a line, at white space; nothing quotes or escapes it.
-std::vector<std::string> words_of(const std::string& line) {
-    std::vector<std::string> words;
-    for (size_t at = line.find_first_not_of(white); at < line.size();) {
-        const size_t end = std::min(line.find_first_of(white, at), line.size());
-        words.push_back(line.substr(at, end - at));
-        at = line.find_first_not_of(white, end);
-    }
-    return words;
-}
 
 bool is_word(const std::string& word, const char* keyword) {
     return strcasecmp(word.c_str(), keyword) == 0;
@@ -32,7 +22,7 @@ bool is_word(const std::string& word, const char* keyword) {
 
 // A numeric address as getaddrinfo(3) takes it; what follows a blank does not count.
 bool is_address(const std::string& text) {
-    const std::string address = text.substr(0, text.find_first_of(white));
+    const std::string address = text.substr(0, text.find_first_of(blanks));
     in_addr v4 = {};
     in6_addr v6 = {};
     return inet_aton(address.c_str(), &v4) == 1 || inet_pton(AF_INET6, address.c_str(), &v6) == 1;
@@ -44,7 +34,7 @@ std::vector<std::string> read_initiators(const std::string& list) {
     std::vector<std::string> initiators;
     for (size_t at = 0; at < list.size();) {
         const size_t comma = std::min(list.find(',', at), list.size());
-        const size_t first = std::min(list.find_first_not_of(white, at), comma);
+        const size_t first = std::min(list.find_first_not_of(blanks, at), comma);
         const std::string item = list.substr(first, comma - first);
         at = comma + 1;
         if (item == "ALL") {
@@ -56,7 +46,7 @@ std::vector<std::string> read_initiators(const std::string& list) {
             item.substr(bracketed, item.find(bracketed ? ']' : '/') - bracketed);
         if (!is_address(address) || (bracketed && item.find(']') == std::string::npos))
             break;
-        initiators.push_back(item.substr(0, item.find_first_of(white)));
+        initiators.push_back(item.substr(0, item.find_first_of(blanks)));
     }
     return initiators;
 }
@@ -99,76 +89,44 @@ void read_account(const std::vector<std::string>& words, Target* target) {
     (incoming ? target->incoming_password : target->outgoing_password) = words[2];
 }
 
-// --- The check.
+// --- The judge.
 
-// A value as it stands in a settings file, and as the program cuts it.
-struct Value {
-    Setting set;
-    std::string kept;
-};
-
-// One disk of a settings file.
+// One disk of a settings file, or the search for targets. The values are not cut.
 struct Disk {
-    std::string file;
-    Value target, path, initiators, authtype;
-    Value incoming_user, incoming_password, outgoing_user, outgoing_password;
-    bool unrestricted;
+    std::string file, prefix;
+    Setting target, path, initiators;
+    bool unrestricted = false;
 };
-
-Value value_of(const Machine& machine, const std::string& file, const std::string& key,
-               size_t room) {
-    const Setting set = setting(machine, file, key);
-    return {set, set.value.substr(0, room)};
-}
-
-constexpr size_t name_room = 255, path_room = 63, password_room = 31, type_room = 15;
-
-Disk read_accounts(const Machine& machine, const std::string& file, const std::string& prefix) {
-    Disk disk = {};
-    disk.file = file;
-    disk.authtype = value_of(machine, file, prefix + "authtype", type_room);
-    disk.incoming_user = value_of(machine, file, prefix + "IncomingUser_name", name_room);
-    disk.incoming_password =
-        value_of(machine, file, prefix + "IncomingUser_password", password_room);
-    disk.outgoing_user = value_of(machine, file, prefix + "OutgoingUser_name", name_room);
-    disk.outgoing_password =
-        value_of(machine, file, prefix + "OutgoingUser_password", password_room);
-    return disk;
-}
 
 std::vector<Disk> read_disks(const Machine& machine) {
     std::vector<Disk> disks;
     for (int number = 1; number <= 10; ++number) {
         const std::string file = "/etc/korvel/iscsi_disks" + std::to_string(number);
-        for (int device = 0; device < 20; ++device) {
-            const std::string prefix = "iscsi_device" + std::to_string(device) + '_';
-            const Value target = value_of(machine, file, prefix + "target", name_room);
-            if (target.set.line == 0 && device == 0)
+        for (int device = 0; device < 20 && machine.file(file); ++device) {
+            Disk disk = {file, "iscsi_device" + std::to_string(device) + '_', {}, {}, {}};
+            disk.target = setting(machine, file, disk.prefix + "target");
+            if (disk.target.line == 0 && device == 0)
                 break;
-            Disk disk = read_accounts(machine, file, prefix);
-            disk.target = target;
-            disk.path = value_of(machine, file, prefix + "path_lun0", path_room);
-            disk.initiators = value_of(machine, file, prefix + "initiators.allow", name_room);
-            disk.unrestricted = disk.initiators.kept.empty() ||
+            disk.path = setting(machine, file, disk.prefix + "path_lun0");
+            disk.initiators = setting(machine, file, disk.prefix + "initiators.allow");
+            disk.unrestricted = disk.initiators.value.empty() ||
                                 setting(machine, file, "iscsi_device0_ip_restrict").value == "off";
-            if (!disk.target.kept.empty() && !disk.path.kept.empty())
+            if (!disk.target.value.empty() && !disk.path.value.empty())
                 disks.push_back(disk);
         }
     }
     return disks;
 }
 
-class IscsiCheck {
+class Judge {
   public:
-    explicit IscsiCheck(const Machine& machine)
+    explicit Judge(const Machine& machine)
         : machine_(machine), reading_(read_ietd_conf(machine)),
           lines_(lines_of(machine.file(target_file).value_or(""))) {}
 
-    std::vector<Finding> run() {
-        if (!reading_.present)
-            return {};
-        check_accounts(read_accounts(machine_, "/etc/korvel/iscsi_info", "iscsi_"),
-                       reading_.discovery, "the search for targets");
+    Differences differences() {
+        check_accounts({"/etc/korvel/iscsi_info", "iscsi_", {}, {}, {}}, reading_.discovery,
+                       "the search for targets");
         for (const Disk& disk : read_disks(machine_)) {
             const std::string name = find_written(disk);
             if (name.empty())
@@ -176,128 +134,100 @@ class IscsiCheck {
             const auto read = std::find_if(
                 reading_.targets.begin(), reading_.targets.end(),
                 [&](const Target& target) { return target.line == static_cast<int>(next_); });
+            const std::string subject = "target " + disk.target.value;
             if (read != reading_.targets.end())
-                check_target(disk, name, *read);
+                check_target(disk, name, *read, subject);
             else
-                add(Effect::breaks, disk.file, disk.target.set.line, of(disk) + "it is not served",
-                    {"the name is also that of another target", "rename one of them"});
+                add(Effect::breaks, disk, subject, "it is not served");
         }
-        return findings_;
+        return differences_;
     }
 
   private:
     // The whole name of a disk's target as it is written, the next in the file; next_ is then the
     // number of its line.
     std::string find_written(const Disk& disk) {
+        const std::string end = ':' + disk.target.value.substr(0, sizeof ISCSI_DISKS::target - 1);
         for (size_t at = next_; at < lines_.size(); ++at)
-            if (lines_[at].starts_with("Target  ") &&
-                lines_[at].ends_with(':' + disk.target.kept)) {
+            if (lines_[at].starts_with("Target  ") && lines_[at].ends_with(end)) {
                 next_ = at + 1;
                 return lines_[at].substr(strlen("Target  "));
             }
         return "";
     }
 
-    static std::string of(const Disk& disk) { return "target " + disk.target.set.value + ": "; }
-
-    void check_target(const Disk& disk, const std::string& name, const Target& read) {
-        const bool opened = !disk.unrestricted && has_all(read.allowed) &&
-                            !has_all(read_initiators(disk.initiators.kept));
-        if (read.name != name) {
-            add(opened ? Effect::exposes : Effect::breaks, disk.file, disk.target.set.line,
-                of(disk) + (opened ? "every initiator may use it, " : "") + "it is called " +
-                    read.name,
-                {"the name \"" + disk.target.set.value + "\" has a blank",
-                 "rename it without blanks"});
-        } else {
-            check_initiators(disk, read);
-        }
-        if (read.path != disk.path.kept)
-            add(Effect::breaks, disk.file, disk.path.set.line, of(disk) + "its disk is not served",
-                {"the path \"" + disk.path.set.value + "\" has a comma", "rename the disk"});
-        check_accounts(disk, read, "target " + disk.target.set.value);
+    void add(Effect effect, const Disk& disk, const std::string& subject, const std::string& what) {
+        differences_.push_back(
+            {Service::iscsi, effect, disk.file, disk.target.line, subject, what});
     }
 
-    void check_initiators(const Disk& disk, const Target& read) {
-        if (disk.unrestricted)
-            return;
-        const std::vector<std::string> meant = names_in(disk.initiators.set.value);
+    void check_target(const Disk& disk, const std::string& name, const Target& read,
+                      const std::string& subject) {
+        const bool opened = !disk.unrestricted && has_all(read.allowed) &&
+                            !has_all(read_initiators(disk.initiators.value.substr(
+                                0, sizeof ISCSI_DISKS::initiators_allow - 1)));
+        if (read.name != name)
+            add(opened ? Effect::exposes : Effect::breaks, disk, subject,
+                std::string(opened ? "every initiator may use it, " : "") + "it is called " +
+                    read.name);
+        else if (!disk.unrestricted)
+            check_initiators(disk, read, subject);
+        if (read.path != disk.path.value.substr(0, sizeof ISCSI_DISKS::path_lun0 - 1))
+            add(Effect::breaks, disk, subject, "its disk is not served");
+        check_accounts(disk, read, subject);
+    }
+
+    void check_initiators(const Disk& disk, const Target& read, const std::string& subject) {
+        const std::vector<std::string> meant = names_in(disk.initiators.value);
         if (has_all(meant) && has_all(read.allowed))
             return;
-        std::string lost;
+        std::vector<std::string> lost;
         for (const std::string& initiator : meant)
             if (std::count(read.allowed.begin(), read.allowed.end(), initiator) == 0)
-                lost += (lost.empty() ? "" : ", ") + initiator;
+                lost.push_back(initiator);
         if (meant.empty())
-            lost = "any initiator";
+            lost.push_back("any initiator");
         const auto more = std::find_if(
             read.allowed.begin(), read.allowed.end(), [&](const std::string& initiator) {
-                return std::count(meant.begin(), meant.end(), initiator) == 0 &&
-                       std::none_of(meant.begin(), meant.end(), [&](const std::string& other) {
-                           return other.starts_with(initiator);
-                       });
+                return std::none_of(meant.begin(), meant.end(), [&](const std::string& other) {
+                    return other.starts_with(initiator);
+                });
             });
-        if (lost.empty() && more == read.allowed.end())
-            return;
-        add(more == read.allowed.end() ? Effect::breaks : Effect::exposes, disk.file,
-            disk.initiators.set.line,
-            of(disk) + (lost.empty() ? *more + " may use it" : lost + " may not use it"),
-            {"the list \"" + disk.initiators.set.value + "\" holds more than addresses",
-             "list addresses with commas between them"});
+        const bool exposes = more != read.allowed.end();
+        if (exposes || !lost.empty())
+            add(exposes ? Effect::exposes : Effect::breaks, disk, subject,
+                lost.empty() ? *more + " may use it" : listed(lost) + " may not use it");
     }
 
-    void check_accounts(const Disk& disk, const Target& read, const std::string& where) {
-        const std::string& type = disk.authtype.kept;
+    void check_accounts(const Disk& disk, const Target& read, const std::string& subject) {
+        const auto value = [&](const char* key) {
+            return setting(machine_, disk.file, disk.prefix + key).value;
+        };
+        const std::string type = value("authtype").substr(0, sizeof ISCSI_DISKS::authtype - 1);
         if (type != "simplex" && type != "duplex")
             return;
-        check_account(where, disk.file, disk.incoming_user, disk.incoming_password,
-                      read.incoming_user, read.incoming_password, true);
-        if (type == "duplex")
-            check_account(where, disk.file, disk.outgoing_user, disk.outgoing_password,
-                          read.outgoing_user, read.outgoing_password, false);
-    }
-
-    void check_account(const std::string& where, const std::string& file, const Value& user,
-                       const Value& password, const std::string& read_user,
-                       const std::string& read_password, bool incoming) {
-        if (read_user == user.set.value && read_password == password.set.value)
-            return;
-        const bool user_is_odd = user.kept.empty() || read_user != user.set.value;
-        const Value& odd = user_is_odd && !(read_user.empty() && !password.kept.empty() &&
-                                            user.kept.find_first_of(white) == std::string::npos)
-                               ? user
-                               : password;
-        std::string who = where + ": ";
-        Effect effect = Effect::breaks;
-        if (read_user.empty() && incoming) {
-            effect = Effect::exposes;
-            who += "anyone may log in without a password";
-        } else if (incoming && user.kept.find_first_of(white) != std::string::npos) {
-            effect = Effect::exposes;
-            who += "\"" + read_user + "\" may log in with the password \"" + read_password + '"';
-        } else {
-            who += incoming ? "the right password is refused" : "the target cannot show who it is";
-        }
-        const std::string what = &odd == &user ? "the CHAP user" : "the CHAP password";
-        Cause cause = {what + " has a blank", "take one without blanks"};
-        if (odd.set.value.empty())
-            cause = {what + " is empty", "set one, or the type of authentication to no"};
-        else if (odd.set.value != odd.kept)
-            cause = {what + " is cut after " + std::to_string(odd.kept.size()) + " bytes",
-                     "take a shorter one"};
-        add(effect, file, odd.set.line, who, cause);
-    }
-
-    void add(Effect effect, const std::string& file, int line, const std::string& who,
-             const Cause& cause) {
-        findings_.push_back({effect, file, line, {Service::iscsi}, who, cause.text, cause.cure});
+        const std::string user = value("IncomingUser_name");
+        const bool has_blank = user.find_first_of(blanks) != std::string::npos;
+        const bool same =
+            read.incoming_user == user && read.incoming_password == value("IncomingUser_password");
+        if (!same && read.incoming_user.empty())
+            add(Effect::exposes, disk, subject, "anyone may log in without a password");
+        else if (!same && has_blank)
+            add(Effect::exposes, disk, subject,
+                quoted(read.incoming_user) + " may log in with the password " +
+                    quoted(read.incoming_password));
+        else if (!same)
+            add(Effect::breaks, disk, subject, "the right password is refused");
+        if (type == "duplex" && (read.outgoing_user != value("OutgoingUser_name") ||
+                                 read.outgoing_password != value("OutgoingUser_password")))
+            add(Effect::breaks, disk, subject, "the target cannot show who it is");
     }
 
     const Machine& machine_;
     const TargetReading reading_;
     const std::vector<std::string> lines_;
     size_t next_ = 0;
-    std::vector<Finding> findings_;
+    Differences differences_;
 };
 
 }  // namespace
@@ -339,8 +269,8 @@ TargetReading read_ietd_conf(const Machine& machine) {
     return reading;
 }
 
-std::vector<Finding> check_iscsi(const Machine& settings) {
-    return IscsiCheck(settings).run();
+Differences judge_iscsi(const Machine& machine) {
+    return machine.file(target_file) ? Judge(machine).differences() : Differences();
 }
 
 }  // namespace tavrogen::access

@@ -2,13 +2,10 @@
 // has become of its lines in Samba's eyes.
 #pragma once
 
-#include "access/machine/model.h"
+#include "access/machine/settings.h"
 #include "access/services/smb_conf.h"
 
 namespace tavrogen::access::smb {
-
-constexpr char info_file[] = "/etc/korvel/info";
-constexpr char msdfs_file[] = "/etc/korvel/msdfs";
 
 // A share that the program has written: one of a share list, or one of its own.
 struct Written {

@@ -1,6 +1,8 @@
 // Reads /etc/syslog.conf back as rsyslogd does. Rules without a source of their own are from
 // rsyslog.conf(5); those on forwarding from the documentation of the module omfwd.
-#include "access/machine/model.h"
+#include "access/machine/text.h"
+#include "access/services/judge.h"
+#include "include/sys_info.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -10,7 +12,6 @@ namespace tavrogen::access {
 
 namespace {
 
-constexpr char blanks[] = " \t\r\v\f";
 constexpr char digits[] = "0123456789";
 
 struct Line {
@@ -107,38 +108,13 @@ bool is_port(const std::string& port) {
     return number > 0 && number <= 65535;
 }
 
-// --- The check.
-
-constexpr char info_file[] = "/etc/korvel/info";
-constexpr size_t target_room = 49;  // what the program keeps of the target
-
-// Why nothing comes to the log host as it is set, or comes otherwise; empty when all is well.
-Cause odd_target(const std::string& value, const LogTarget* read) {
-    in6_addr address6 = {};
-    const std::string shown = '"' + value + '"';
-    if (value.find_first_not_of(blanks) == std::string::npos)
-        return {"the log host is empty", "name a host, or switch the forwarding off"};
-    if (inet_pton(AF_INET6, value.c_str(), &address6) == 1)
-        return {shown + " is an IPv6 address without brackets", "write [" + value + "]"};
-    if (value.size() > target_room)
-        return {shown + " is cut after 49 bytes", "name a host with a shorter name"};
-    if (read == nullptr)
-        return {"the logger cannot read the log host " + shown, "write one host, and a port"};
-    if (read->tcp)
-        return {shown + " begins with @, which asks for TCP",
-                "take the @ out for UDP, as the other log lines have it"};
-    if (!is_host(read->host))
-        return {shown + " is no host", "write one host without blanks"};
-    if (!is_port(read->port))
-        return {shown + " has no port after the colon", "write a number from 1 to 65535"};
-    return {};
-}
+constexpr char conf_file[] = "/etc/syslog.conf";
 
 }  // namespace
 
 LogReading read_syslog_conf(const Machine& machine) {
     LogReading reading;
-    const auto text = machine.file("/etc/syslog.conf");
+    const auto text = machine.file(conf_file);
     reading.present = text.has_value();
     for (const Line& line : config_lines(text.value_or(""))) {
         const size_t selector = std::min(line.text.find_first_of(" \t"), line.text.size());
@@ -158,37 +134,42 @@ LogReading read_syslog_conf(const Machine& machine) {
     return reading;
 }
 
-std::vector<Finding> check_syslog(const Machine& settings) {
-    const LogReading reading = read_syslog_conf(settings);
-    const Setting target = setting(settings, info_file, "syslog_forward_target");
-    const LogTarget* read = nullptr;
-    bool forwards = false;
-    for (const std::string& line : lines_of(settings.file("/etc/syslog.conf").value_or("")))
-        forwards = forwards || line.find("\t@") != std::string::npos;
-    for (const LogTarget& each : reading.targets)
-        if (!each.host.empty())
-            read = &each;
-    if (!forwards)
+Differences judge_syslog(const Machine& machine) {
+    const auto text = machine.file(conf_file);
+    if (!text || text->find("\t@") == std::string::npos)
         return {};
-    std::vector<Finding> findings;
-    if (setting(settings, info_file, "syslog_forward").line == 0)
-        findings.push_back({Effect::exposes,
-                            info_file,
-                            0,
-                            {Service::syslog},
-                            "the log host gets messages",
-                            "the key syslog_forward is missing, which counts as on",
-                            "write syslog_forward=off"});
-    const Cause odd = odd_target(target.value, read);
-    if (!odd.text.empty())
-        findings.push_back({Effect::breaks,
-                            info_file,
-                            target.line,
-                            {Service::syslog},
-                            "no message comes to the log host as a datagram",
-                            odd.text,
-                            odd.cure});
-    return findings;
+    Differences found;
+    if (setting(machine, info_file, "syslog_forward").line == 0)
+        found.push_back(
+            {Service::syslog, Effect::exposes, info_file, 0, "", "the log host gets messages"});
+    const Setting target = setting(machine, info_file, "syslog_forward_target");
+    if (!odd_log_host(target.value).text.empty())
+        found.push_back({Service::syslog, Effect::breaks, info_file, target.line, "",
+                         "no message comes to the log host as a datagram"});
+    return found;
+}
+
+Cause odd_log_host(const std::string& value) {
+    in6_addr address6 = {};
+    const std::string shown = quoted(value);
+    if (value.find_first_not_of(blanks) == std::string::npos)
+        return {"the log host is empty", "name a host, or switch the forwarding off"};
+    if (inet_pton(AF_INET6, value.c_str(), &address6) == 1)
+        return {shown + " is an IPv6 address without brackets", "write [" + value + "]"};
+    if (value.size() > sizeof SYS_INFO::syslog_forward_target - 1)
+        return {shown + " is cut after 49 bytes", "name a host with a shorter name"};
+    LogTarget read;
+    const auto lines = config_lines("x\t@" + value + "\nx\t/next");
+    if (lines.empty() || !read_forwarding(lines[0].text.substr(2), &read))
+        return {"the logger cannot read the log host " + shown, "write one host, and a port"};
+    if (read.tcp)
+        return {shown + " begins with @, which asks for TCP",
+                "take the @ out for UDP, as the other log lines have it"};
+    if (!is_host(read.host))
+        return {shown + " is no host", "write one host without blanks"};
+    if (!is_port(read.port))
+        return {shown + " has no port after the colon", "write a number from 1 to 65535"};
+    return {};
 }
 
 }  // namespace tavrogen::access
