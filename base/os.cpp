@@ -10,8 +10,9 @@ int open_input(const char* path) {
     struct stat status;
     if (file != -1 || errno != EWOULDBLOCK)
         return file;
-    // A lease on somebody else's file would let that user delay the run.
-    if (stat(path, &status) == -1 || status.st_uid != geteuid()) {
+    // Another user's file, or one that a link leads to, is not waited for: its owner could hold the
+    // lease for long, or put a FIFO in its place.
+    if (lstat(path, &status) == -1 || !S_ISREG(status.st_mode) || status.st_uid != geteuid()) {
         errno = EWOULDBLOCK;
         return -1;
     }

@@ -1,6 +1,6 @@
 // How loaders and writers open files and learn the host name. The companions link other bodies for
-// these functions. Storing a setting and asking a network interface (conf/vantor_bin*.cpp) and
-// the directory listing (du/) call the system themselves.
+// these functions. Storing a setting, asking a network interface (conf/vantor_bin*.cpp) and the
+// directory listing (du/), for example, call the system themselves.
 #pragma once
 
 #include <stddef.h>
@@ -26,7 +26,8 @@ class Descriptor {
 // Opens a file for reading. Returns a descriptor, which the caller closes; or -1 with errno set.
 // Neither opening nor reading waits for another process, so that nobody can hold up a run with a
 // FIFO: without a writer it is an empty file, and reading fails while its writer has written
-// nothing (fifo(7)). Only a lease on a file of the process's own user is waited for (fcntl(2)).
+// nothing (fifo(7)). Only a lease on a file of the process's own user is waited for, if no link
+// leads to it (fcntl(2)).
 int open_input(const char* path);
 
 // Opens a file for writing and truncates it in place, creating it with `mode` (less the umask) if

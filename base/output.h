@@ -14,6 +14,7 @@
 class Output {
   public:
     // Opens the file anew (open_output).
+    // cppcheck-suppress uninitMemberVar // the other constructor says why
     explicit Output(const char* path, mode_t mode = 0666) : Output(open_output(path, mode)) {}
     // Takes over an open file.
     // cppcheck-suppress uninitMemberVar // the buffer is filled before it is read

@@ -16,15 +16,12 @@ static void guard_standard_streams() {
             open("/", O_PATH);
 }
 
-// A reader that goes away, or a limit on file size, must not end the run: it costs messages only.
-static void ignore_write_signals() {
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN);
-}
-
 int main(int argc, char** argv) {
     guard_standard_streams();
-    ignore_write_signals();
+    // A reader that goes away costs messages only; a limit on file size cuts what is written.
+    // Neither ends the run.
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
     if (argc == 1) {
         usage();
         return -1;

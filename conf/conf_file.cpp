@@ -17,20 +17,22 @@ int LoadConfFileString(const SettingsFile& file, const char* key, char* value, i
     return lookup("LoadConfFileString", file, key, value, size);
 }
 
-int LoadConfFileInt(const SettingsFile& file, const char* key, int* value) {
+template <class Number>
+static int lookup_number(const char* wrapper, const SettingsFile& file, const char* key,
+                         Number* value) {
     char digits[128];
-    if (lookup("LoadConfFileInt", file, key, digits, sizeof digits) != 0)
+    if (lookup(wrapper, file, key, digits, sizeof digits) != 0)
         return -1;
-    *value = to_int(digits);
+    *value = static_cast<Number>(to_int(digits));
     return 0;
 }
 
+int LoadConfFileInt(const SettingsFile& file, const char* key, int* value) {
+    return lookup_number("LoadConfFileInt", file, key, value);
+}
+
 int LoadConfFileChar(const SettingsFile& file, const char* key, unsigned char* value) {
-    char digits[128];
-    if (lookup("LoadConfFileChar", file, key, digits, sizeof digits) != 0)
-        return -1;
-    *value = static_cast<unsigned char>(to_int(digits));
-    return 0;
+    return lookup_number("LoadConfFileChar", file, key, value);
 }
 
 int LoadConfFileOnOff(const SettingsFile& file, const char* key) {

@@ -44,7 +44,7 @@ class DeviceKeys {
     }
 
     const SettingsFile& file_;
-    size_t length_;  // of what all the keys begin with
+    size_t length_;  // of the common beginning, "iscsi_deviceN_"
     char key_[64];
 };
 

@@ -1,4 +1,4 @@
-// A keyed settings file.
+// The settings file that a wrapper asks.
 #include "conf/settings_file.h"
 
 #include "base/os.h"

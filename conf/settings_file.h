@@ -1,4 +1,4 @@
-// A keyed settings file (conf/vantor_bin.h), as the wrappers ask it.
+// The settings file that a wrapper asks: on disk, or loaded and indexed.
 #pragma once
 
 #include "base/name_index.h"
@@ -6,12 +6,13 @@
 
 class SettingsFile {
   public:
-    // Keeps `path` itself, not a copy, and reads nothing: so a path can stand for a file.
+    // Keeps `path` itself, not a copy, and reads nothing. Converts from a path, so that the wrappers
+    // take either.
     SettingsFile(const char* path) : path_(path) {}
 
     // Reads the file and indexes its keys, for a loader that asks for many: on ten files of twenty
-    // iSCSI disks that takes a fifth of the instructions. If memory runs out or the file cannot
-    // be read to its end, each find() still reads the file.
+    // iSCSI disks that takes a fifth of the instructions. If the file is larger than 16 MiB or
+    // cannot be read to its end, or memory runs out, each find() still reads the file.
     void load();
 
     const char* path() const { return path_; }

@@ -28,8 +28,8 @@ int get_StringbyKey(const char* path, const char* key, char* value, int size);
 int set_StringbyKey(const char* path, const char* key, const char* value);
 
 // Copies the first line of the file `path` that contains `text` into `line`, an area of `size`
-// bytes, without its newline, cut to fit and terminated. Returns 1; or 0 if no line matches or
-// the file cannot be read. Lines may be of any length.
+// bytes, without its newline, cut to fit and terminated. Returns 1; or 0 if no line matches, the
+// file cannot be read or memory runs out. Lines may be of any length.
 int grep_file(const char* path, const char* text, char* line, int size);
 
 // Writes the hardware address (6 bytes, as transmitted) of a network interface (netdevice(7)).

@@ -15,9 +15,10 @@ bool volume_listed(const char* path) {
         return false;
     LineReader<256, two_fields> lines(file);
     say("checkpath %s\n", path);
+    int pieces_left = 10'000;  // anyone may write to /tmp: the list may have no end
     const char* line = lines.next();
     while (line != nullptr && strstr(line, path) == nullptr)
-        line = lines.next();
+        line = --pieces_left > 0 ? lines.next() : nullptr;
     char field[256] = "";
     if (line != nullptr)
         take(take(line, field), field);

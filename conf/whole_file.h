@@ -12,7 +12,8 @@ class WholeFile {
     // if the file has more than `limit` bytes.
     bool read(int file, size_t limit);
 
-    std::string_view bytes() const { return {bytes_.get(), size_}; }
+    // Never NULL, also if nothing has been read: memcpy() must not get NULL.
+    std::string_view bytes() const { return bytes_ ? std::string_view(bytes_.get(), size_) : ""; }
 
   private:
     HeapString bytes_;

@@ -19,7 +19,8 @@ inline constexpr code_page code_pages[] = {
     {"CP850", "CP850", "MAC_ROMAN"},
     {"CP852", "CP852", "MAC_JAPANESE"},
     {"CP857", "CP857", "MAC_JAPANESE"},
-    {"CP860", "CP1251", "MAC_ROMAN"},  // Kept: one expects the charset CP860.
+    // Kept: CP860 gets the charset CP1251, where one expects CP860.
+    {"CP860", "CP1251", "MAC_ROMAN"},
     {"CP1250", "CP1250", "MAC_CENTRALEUROPE"},
     {"CP1251", "CP1251", "MAC_CYRILLIC"},
     {"CP1252", "CP1252", "MAC_JAPANESE"},

@@ -6,7 +6,8 @@ struct SHARE_INFO {
     char name[60];
     char volume[16];  // directory under /mnt, such as array1
     char comment[100];
-    // Heap, owned, of any length. NULL if memory ran out; then all the switches are 0.
+    // Heap, owned, of any length. NULL in a head that no line has filled, and if memory
+    // ran out; then all the switches are 0.
     char* rw_users;  // users with read-write access, a comma list
     char* rw_groups;
     char* ro_users;  // users with read-only access

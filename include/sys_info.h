@@ -36,5 +36,6 @@ struct SYS_INFO {
     unsigned char forward_file_ftp;
     unsigned char forward_file_iscsi;
     unsigned char info_visible;
-    unsigned char local_auth;  // 1 if the value (without the key, the host name) is "on"
+    // 1 if the value is "on"; if the key is missing, 1 if the host name is "on"
+    unsigned char local_auth;
 };

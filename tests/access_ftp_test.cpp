@@ -1,6 +1,7 @@
 // tavrogen-lint on what the FTP server misreads: who is hit, and the setting that is to blame.
 #include "tests/root.h"
 
+#include <algorithm>
 #include <stdio.h>
 
 namespace {

@@ -79,12 +79,6 @@ string part(const string& text, const string& begin, const string& end) {
     return to == text.npos ? "" : text.substr(from, to + end.size() - from);
 }
 
-void missing(const string& program) {
-    if (getenv("CI") != nullptr)
-        FAIL() << program << " is not installed";
-    GTEST_SKIP() << program << " is not installed";
-}
-
 // The text with a number for each address: in the order in which an action names them, since what
 // it has freed comes again in the next one.
 string numbered(const string& text) {

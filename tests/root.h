@@ -160,8 +160,5 @@ std::string lines_with(const std::string& text, const std::string& word);
 // there is none.
 std::string part(const std::string& text, const std::string& begin, const std::string& end);
 
-// Skips a test for the lack of a program, which in CI must not be lacking.
-void missing(const std::string& program);
-
 // The value of a variable of the environment.
 std::string environment(const char* name, const std::string& otherwise = "");

@@ -25,6 +25,7 @@
 // the byte before it, \xHH for a byte, and \c at the end for no newline.
 #include "tests/root.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <regex>

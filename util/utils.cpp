@@ -1,8 +1,8 @@
 // String routines, the list shaper and the charset names.
 #include "util/utils.h"
 
-#include "base/messages.h"
 #include "base/c_string.h"
+#include "base/messages.h"
 #include "include/code_page.h"
 
 #include <algorithm>

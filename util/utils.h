@@ -1,9 +1,9 @@
 // String routines, the list shaper and the charset names.
 #pragma once
 
-// Replaces every occurrence of `pattern` in `text`, in place and from left to right; what has
-// been put in is not searched again. The area of `text` must be large enough for a replacement that
-// is longer than the pattern; standard output warns of it. A pattern that begins with '^' stands for the
+// Replaces every occurrence of `pattern` in `text`, in place and from left to right; what has been
+// put in is not searched again. If the replacement is longer than the pattern, the caller's area
+// must be large enough; standard output warns of it. A pattern that begins with '^' stands for the
 // start of the text: the replacement is put before it, without a warning. Always returns 1.
 int str_replace(char* text, const char* pattern, const char* replacement);
 

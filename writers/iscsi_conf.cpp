@@ -84,7 +84,7 @@ void write_target(Output& out, const ISCSI_DISKS& disk, const target_prefix& pre
     write_chap(out, "    ", disk.authtype,
                {disk.IncomingUser_name, disk.IncomingUser_password, disk.OutgoingUser_name,
                 disk.OutgoingUser_password});
-    // Kept: this line is not indented, unlike all others of a target.
+    // Kept: this line is not indented, unlike the parameters around it.
     put(out, "Lun 0 Path=", disk.path_lun0, ",Type=blockio\n");
     write_text(out, "Alias", disk.alias);
     write_text(out, "HeaderDigest", disk.HeaderDigest);

@@ -23,7 +23,7 @@ static constexpr char anonymous_writable_body[] =
     "  </Directory>\n";
 
 static void write_anonymous_volume(Output& out, const char* kind, int number, visibility seen) {
-    // Kept: the first lines of the blocks are not indented; those of all other blocks are.
+    // Kept: the first lines are not indented, unlike those of the fixed blocks and the shares.
     if (seen == visibility::hidden)
         put(out, "<Directory /mnt/", kind, number, ">\n", anonymous_hidden_body, "\n");
     if (seen != visibility::listed)

@@ -1,8 +1,8 @@
 // Writes /etc/proftpd/proftpd.conf (here its global section and the TLS block) and /etc/pam.d/ftp.
 #include "conf/load_config.h"
 #include "util/utils.h"
-#include "writers/write_conf.h"
 #include "writers/proftpd_sections.h"
+#include "writers/write_conf.h"
 #include "writers/writers.h"
 
 static void write_global_section(Output& out, const SYS_INFO& info) {
@@ -132,7 +132,7 @@ int make_proftpd_conf() {
     close_msdfsinfo(&inputs.msdfs);
     close_shareinfo(&inputs.shares);
     close_shareinfo(&inputs.usb_shares);
-    // Kept: the groups are released without the traces that the other inputs have.
+    // Kept: no trace, where one expects those of close_groupinfo().
     release_groupinfo(&inputs.groups);
     return result;
 }

@@ -11,6 +11,7 @@
 #include "writers/share_access.h"
 
 #include <initializer_list>
+#include <stdio.h>
 #include <string.h>
 
 static constexpr char hidden_body[] =
@@ -69,8 +70,8 @@ const char* hidden_msdfs_root(const MSDFS_INFO& msdfs) {
 
 namespace {
 
-// The groups, whose members are named after them in the rules. So access does not depend on the
-// server's own group lookup.
+// Rules name each group and then its members, so that access does not depend on the server's own
+// group lookup.
 struct group_members {
     bool listed;  // false in a domain, whose directory knows the groups
     NameSearch<GROUP_INFO, &GROUP_INFO::GroupName> search;
@@ -98,35 +99,26 @@ audience audience_of(const char* users, const char* groups) {
     return people;
 }
 
-// Calls visit(item) for each item of a comma list that is not empty; items are terminated in
-// place, one at a time.
-template <class Visit>
-void for_each_item(char* list, Visit visit) {
-    while (*list != '\0') {
-        char* end = list + strcspn(list, ",");
-        const char separator = *end;
-        *end = '\0';
-        if (end != list)
-            visit(list);
-        *end = separator;
-        list = separator == '\0' ? end : end + 1;
-    }
-}
-
 // Writes "AllowUser" or "DenyUser" with the members of all groups of the audiences.
 void write_members(Output& out, const char* verb, std::initializer_list<const audience*> audiences,
                    const group_members& members) {
     if (!members.listed)
         return;
     put(out, "    ", verb, "User ");
-    for (const audience* people : audiences)
-        for_each_item(people->groups.get(), [&](const char* name) {
-            const GROUP_INFO* group = members.search.find(name);
-            if (group == nullptr || group->GroupUser == nullptr)
-                return;
-            trace(10, "%s user is %s\n", name, group->GroupUser);
-            put(out, group->GroupUser, ",");
-        });
+    for (const audience* people : audiences) {
+        for (char* name = people->groups.get(); *name != '\0';) {
+            char* const end = name + strcspn(name, ",");
+            const char separator = *end;
+            *end = '\0';
+            const GROUP_INFO* group = is_set(name) ? members.search.find(name) : nullptr;
+            if (group != nullptr && group->GroupUser != nullptr) {
+                trace(10, "%s user is %s\n", name, group->GroupUser);
+                put(out, group->GroupUser, ",");
+            }
+            *end = separator;
+            name = separator == '\0' ? end : end + 1;
+        }
+    }
     put(out, "nobody\n");
 }
 
@@ -172,7 +164,7 @@ void write_share_body(Output& out, const SHARE_INFO& share, bool read_only,
     const audience writers = audience_of(share.rw_users, share.rw_groups);
     if (!readers.groups || !writers.groups) {
         complain("Can't allocate memory\n");
-        put(out, hidden_body);  // nobody rather than the wrong people
+        put(out, hidden_body);  // hides the share: nobody rather than the wrong people
         return;
     }
 

@@ -1,8 +1,8 @@
 // Writes /etc/samba/smb.conf (here its [global] section) and /etc/pam_smb.conf.
 #include "conf/load_config.h"
 #include "util/utils.h"
-#include "writers/write_conf.h"
 #include "writers/samba_shares.h"
+#include "writers/write_conf.h"
 #include "writers/writers.h"
 
 static constexpr char winbind_block[] =

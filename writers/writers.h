@@ -20,7 +20,7 @@ int make_nfs_exports();
 struct service {
     const char* name;  // as -c takes it
     int (*write)();
-    const char* files[4];  // that it writes, in their order; NULL ends the list
+    const char* files[4];  // at most 3 that it writes, in their order; NULL ends the list
 };
 
 inline constexpr service services[] = {

@@ -7,6 +7,7 @@
 #include "conf/vantor_bin.h"
 #include "writers/writers.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <string.h>

@@ -2,6 +2,7 @@
 #include "tests/root.h"
 #include "tests/faults/outputs.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <regex>
