@@ -23,6 +23,7 @@ namespace {
 
 const tavrogen::access::Machine* machine;  // that the writers run for
 std::map<std::string, int> outputs;        // by their paths: files in memory
+std::map<std::string, int> failures;       // inputs that could not be opened, and why
 
 }  // namespace
 
@@ -36,7 +37,10 @@ int open_input(const char* path) {
         }
         return file;
     }
-    return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int file = machine->open_file(path);
+    if (file == -1)
+        failures[path] = errno;
+    return file;
 }
 
 int open_output(const char* path, mode_t) {
@@ -100,6 +104,12 @@ std::map<std::string, std::string> run_writers(const Machine& on) {
     for (const service& each : services)
         each.write();
     return take_outputs();
+}
+
+std::map<std::string, int> missing_inputs(const Machine& on) {
+    failures.clear();
+    run_writers(on);
+    return failures;
 }
 
 std::map<std::string, std::string> run_writers(const Machine& on, Service service) {

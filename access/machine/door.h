@@ -12,4 +12,7 @@ std::map<std::string, std::string> run_writers(const Machine& on);
 // The same for one service.
 std::map<std::string, std::string> run_writers(const Machine& on, Service service);
 
+// What the writers look for and cannot open: paths, and the values of errno.
+std::map<std::string, int> missing_inputs(const Machine& on);
+
 }  // namespace tavrogen::access

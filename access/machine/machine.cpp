@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdlib.h>
+#include <string.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -165,9 +168,11 @@ class Crowd {
         return person;
     }
 
-    Person* find(const std::string& name) {
-        const auto at = people_.find(name);
-        return at == people_.end() ? nullptr : &at->second;
+    // True for the name of somebody who is there, but for the case of its letters.
+    bool has_in_other_letters(const std::string& name) const {
+        return std::any_of(people_.begin(), people_.end(), [&](const auto& other) {
+            return other.first != name && strcasecmp(other.first.c_str(), name.c_str()) == 0;
+        });
     }
 
     std::vector<Person> sorted() const {
@@ -201,7 +206,8 @@ std::vector<Person> find_people(const Machine& machine) {
                 crowd.add(member);
     for (const std::string& user : listed_users(machine)) {
         const bool of_domain = user.find('+') != std::string::npos;
-        if (!passwd || (of_domain && (domain == "on" || domain == "ad")))
+        const bool has_account = passwd || crowd.has_in_other_letters(user);
+        if (!has_account || (of_domain && (domain == "on" || domain == "ad")))
             crowd.add(user);
     }
 
@@ -325,10 +331,23 @@ const std::string* Machine::in_memory(const std::string& path) const {
     return at == written_.end() ? nullptr : &at->second;
 }
 
+int Machine::open_file(const std::string& path) const {
+    const std::string where = place(path);
+    errno = ELOOP;
+    const int file =
+        where.empty() ? -1 : open(where.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
+    struct stat status = {};
+    if (file == -1 || (fstat(file, &status) == 0 && S_ISREG(status.st_mode)))
+        return file;
+    close(file);
+    errno = S_ISDIR(status.st_mode) ? EISDIR : not_regular;
+    return -1;
+}
+
 std::optional<std::string> Machine::file(const std::string& path) const {
     if (const std::string* text = in_memory(path))
         return *text;
-    const int file = open(place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
+    const int file = open_file(path);
     if (file == -1)
         return {};
     std::string bytes;
@@ -339,10 +358,16 @@ std::optional<std::string> Machine::file(const std::string& path) const {
         if (got > 0)
             bytes.append(piece, static_cast<size_t>(got));
     }
+    const int why = errno;
     close(file);
+    errno = why;
     if (got < 0)
         return {};
     return bytes;
+}
+
+const char* Machine::reason(int error) {
+    return error == not_regular ? "not a regular file" : strerror(error);
 }
 
 bool Machine::is_there(const std::string& path) const {

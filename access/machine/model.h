@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <errno.h>
 #include <map>
 #include <optional>
 #include <set>
@@ -35,9 +36,12 @@ class Machine {
   public:
     explicit Machine(const std::string& root);  // "/" or the folder of an appliance root
 
-    // The bytes of a file by its path on the appliance; links are followed inside the root.
-    // Nothing when it cannot be read.
+    // The bytes of a regular file by its path on the appliance; links are followed inside the root.
+    // Nothing when it cannot be read; errno then tells why.
     std::optional<std::string> file(const std::string& path) const;
+    int open_file(const std::string& path) const;  // a descriptor for the caller to close; or -1
+    static const char* reason(int error);          // in words
+    static constexpr int not_regular = EMEDIUMTYPE;
     const std::string* in_memory(const std::string& path) const;  // NULL: it is not
     bool is_there(const std::string& path) const;                 // of whatever type
     bool is_directory(const std::string& path) const;
