@@ -63,6 +63,7 @@ LIMITS = (
     ("iscsi-10x20", "instructions", 6e6, None),
     ("arm-samba-1000", "instructions", 8e6, None),
     ("arm-iscsi-10x20", "instructions", 16e6, None),
+    ("arm-samba-1000", "size", 416 * 1024, None),
     # Twice as much to do.
     ("iscsi-1x20", "instructions", 2.2, "iscsi-1x10"),
     ("msdfs-98", "instructions", 2.2, "msdfs-49"),
@@ -86,6 +87,7 @@ LIMITS = (
 
 @dataclass
 class Figures:
+    size: int  # of the program, in bytes
     instructions: int
     system_calls: int | None = None
 
@@ -144,10 +146,12 @@ def measure(row, program, work):
     for tool, inside in ((CALLGRIND, "tools"), (program, "tools/program")):
         shutil.copy(tool, root / inside)
     command = ["/tools/program", *row.arguments.split()]
+    size = program.stat().st_size
     if row.machine == "arm":
-        figures = Figures(count_emulated_instructions(root, *command))
+        figures = Figures(size, count_emulated_instructions(root, *command))
     else:
-        figures = Figures(count_instructions(root, *command), count_system_calls(root, *command))
+        figures = Figures(size, count_instructions(root, *command),
+                          count_system_calls(root, *command))
     shutil.rmtree(root)
     return figures
 
@@ -183,14 +187,15 @@ def main():
     if not rows:
         parser.error("no such row")
     programs = {machine: build(machine) for machine in {row.machine for row in rows}}
-    print(f"{'':22}{'10^6 instr.':>12}{'calls':>7}", flush=True)
+    print(f"{'':22}{'10^6 instr.':>12}{'calls':>7}{'bytes':>9}", flush=True)
     figures = {}
     memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
     with tempfile.TemporaryDirectory(dir=memory) as work, ThreadPoolExecutor(os.cpu_count()) as pool:
         results = pool.map(lambda row: measure(row, programs[row.machine], pathlib.Path(work)), rows)
         for row, each in zip(rows, results):
             figures[row.name] = each
-            print(f"{row.name:22}{each.instructions / 1e6:12.3f}{each.system_calls or '':>7}",
+            print(f"{row.name:22}{each.instructions / 1e6:12.3f}{each.system_calls or '':>7}"
+                  f"{each.size:9}",
                   flush=True)
     failures = list(exceeded_limits(figures))
     print(*failures, sep="\n", end="\n" if failures else "")

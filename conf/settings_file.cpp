@@ -33,8 +33,8 @@ int SettingsFile::find(const char* key, char* value, int size) const {
     const char* begin = values_ ? values_.find(key) : nullptr;
     if (begin == nullptr || size <= 0)
         return 0;
-    const std::string_view bytes = file_.bytes();
-    std::string_view rest = bytes.substr(static_cast<size_t>(begin - bytes.data()));
+    std::string_view rest = file_.bytes();
+    rest.remove_prefix(static_cast<size_t>(begin - rest.data()));
     const std::string_view text = rest.empty() ? rest : take_line(&rest);
     value[text.copy(value, static_cast<size_t>(size) - 1)] = '\0';
     return 1;
