@@ -70,17 +70,19 @@ TEST(Lint, NamesTheCauseThatHeals) {
         {"\"all\" in two lists", Share{"a", "all", "all"}.line(), none, none,
          "\"all\" counts only in all four lists at once, write it into all four or into none\n"},
         {"no volume", a + "b<><><>all<>all<>all<>all<>1<>1<>1<>0<><>0<>0<>0<>0\n", none, none,
-         "b: settings: no service can serve it"},
+         "settings: no service can serve it"},
         {"a key that is missing counts as on", a, "info", "info_visible",
          "/etc/korvel/info: SMB: exposes: info: everyone may read /mnt/info, also without an "
          "account: the key info_visible is missing, which counts as on, write info_visible=off\n"},
         {"the later one of two of a name", a + Share{"A", "bob"}.line(), none, none,
-         "shareinfo:2: SMB, AppleTalk: exposes: a: SMB: "},
+         "shareinfo:2: SMB: exposes: a: bob may write, alice may not read or write: the name \"A\" "
+         "is also that of /etc/korvel/shareinfo:1, rename one of them\n"},
         {"a blank, not what it leads to", Share{" a", "bob"}.line(), "/mnt/array1/ a/file", "\n",
          "the name \" a\" has a blank, rename it without blanks\n"},
-        {"a blank, not the length beside it",
+        {"a blank and the length beside it",
          Share{"accounts of the year 2007 and 2008", "alice"}.line(), none, none,
-         "shareinfo:1: FTP, AppleTalk: exposes: "},
+         "2008\" has a blank; the name \"accounts of the year 2007 and 2008\" has more than 27 bytes, "
+         "rename it without blanks; take a shorter one\n"},
         {"bytes of another code page are no backslash", Share{"\x83\\", "alice"}.line(), none, none,
          "is no UTF-8, rename it, at most 59 bytes long\n"},
         {"two groups in a domain, not the name of one", Share{"a", "", "R&D,staff"}.line(), "info",
