@@ -27,10 +27,6 @@ static void store(const fs::path& path, const string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-static bool recording() {
-    return getenv("TAVROGEN_RECORD") != nullptr;
-}
-
 string expected(const string& name) {
     return slurp(fs::path(SOURCE_FOLDER) / "tests/expected" / name);
 }
@@ -98,20 +94,15 @@ string numbered(const string& text) {
     return result;
 }
 
-Root::Root(const Models& models) {
+Root::Root(const string& appliance) {
     umask(022);
     string name = fs::temp_directory_path() / "tavrogen-test.XXXXXX";
     folder_ = mkdtemp(name.data());
     root_ = folder_ / "root";
-    for (const auto& model : models)
-        fs::copy(fs::path(SOURCE_FOLDER) / (has(model, "/") ? model : "tests/models/" + model),
-                 root_, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    fs::copy(fs::path(SOURCE_FOLDER) / appliance, root_, fs::copy_options::recursive);
     const string program = environment("TAVROGEN_PROGRAM", PROGRAM);
     std::error_code not_linked;  // then the sandbox copies the program
     fs::create_hard_link(program, root_ / "tavrogen", not_linked);
-    for (const auto& entry : fs::recursive_directory_iterator(root_))
-        inputs_.insert(entry.path());
-    inputs_.insert({root_ / "tavrogen", root_ / "program", root_ / "emulator"});
 }
 
 Root::~Root() {
@@ -132,7 +123,6 @@ string Root::read(const string& path) const {
 
 void Root::write(const string& path, const string& text) {
     store(at(path), text);
-    inputs_.insert(at(path));
 }
 
 void Root::remove(const string& path) {
@@ -153,6 +143,51 @@ void Root::change(const string& file, const string& settings) {
             text += line.starts_with(key) ? "" : line;
         write(file, text + (has(setting, "=") ? setting + "\n" : ""));
     }
+}
+
+static const std::vector<string> share_fields = {
+    "name",  "volume", "comment", "rw_users", "rw_groups", "ro_users", "ro_groups", "smb",
+    "atalk", "ftp",    "rsync",   "text",     "read_only", "trashbox", "flag",      "value"};
+
+static const std::map<string, std::vector<string>> list_fields = {
+    {"shareinfo", share_fields},
+    {"usbshareinfo", share_fields},
+    {"offlinefile", {"name", "enabled", "policy"}},
+    {"shareinfo.hidden", {"name", "enabled"}},
+    {"shareinfo.vfs", {"name", "trash", "audit", "nfs"}},
+};
+
+void Root::change(const string& list, const string& name, const string& fields) {
+    const auto& names = list_fields.at(list);
+    string text;
+    for (string line : lines_of(read(list))) {
+        std::istringstream changes(line.starts_with(name + "<>") ? fields : "");
+        for (string change; getline(changes, change, ';');) {
+            const size_t equals = change.find('=');
+            const auto field = std::find(names.begin(), names.end(), change.substr(0, equals));
+            ASSERT_NE(field, names.end()) << change;
+            size_t at = 0;
+            for (auto before = names.begin(); before != field; ++before)
+                at = line.find("<>", at) + 2;
+            line.replace(at, line.find("<>", at) - at, change.substr(equals + 1));
+        }
+        text += line;
+    }
+    write(list, text);
+}
+
+Texts Root::texts(const string& arguments) {
+    const Outcome outcome = run(arguments);
+    Texts texts = {{"out", numbered(outcome.out)}, {"err", outcome.err}};
+    if (outcome.status != 0)
+        texts["err"] += "status " + std::to_string(outcome.status) + "\n";
+    for (const string file :
+         {"/etc/samba/smb.conf", "/etc/pam_smb.conf", "/etc/proftpd/proftpd.conf", "/etc/pam.d/ftp",
+          "/etc/pam.d/netatalk", "/etc/atalk/AppleVolumes.default", "/etc/atalk/afpd.conf",
+          "/etc/syslog.conf", "/etc/ietd.conf", "/etc/initiators.allow", "/etc/initiators.deny",
+          "/etc/exports"})
+        texts[file.substr(file.rfind('/') + 1)] = read(file);
+    return texts;
 }
 
 string Root::command(const string& arguments, const string& limits) const {
@@ -185,43 +220,6 @@ Outcome Root::run(const string& arguments, const string& limits, const string& o
     const Outcome outcome = {atoi(slurp(status).c_str()), slurp(out), slurp(err)};
     EXPECT_NE(outcome.status, 125) << "the sandbox does not work here: " << outcome.err;
     return outcome;
-}
-
-fs::path Root::gather(const string& name, const string& arguments) {
-    const fs::path seen = folder_ / name;
-    fs::remove_all(seen);
-    const Outcome outcome = run(arguments);
-    store(seen / "out", numbered(outcome.out));
-    store(seen / "err", outcome.err);
-    if (outcome.status != 0)
-        store(seen / "status", std::to_string(outcome.status) + "\n");
-    std::set<string> modes;
-    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
-        if (inputs_.contains(entry.path()))
-            continue;
-        const fs::path path = entry.path().lexically_relative(root_);
-        struct stat status = {};
-        lstat(entry.path().c_str(), &status);
-        std::ostringstream mode;
-        mode << path.string() << " " << std::oct << status.st_mode << "\n";
-        modes.insert(mode.str());
-        if (entry.is_regular_file())
-            store(seen / path, slurp(entry));
-    }
-    string listed;
-    for (const string& mode : modes)
-        listed += mode;
-    store(seen / "modes", listed);
-    return seen;
-}
-
-string difference(const fs::path& before, const fs::path& after, int context) {
-    const string text = output_of("cd " + quoted(before) + " && LC_ALL=C diff -rNaU" +
-                                  std::to_string(context) + " . " + quoted(after));
-    static const std::regex heading(
-        "diff -rN[^\n]* \\./([^ \n]*) [^\n]*\n---[^\n]*\n\\+\\+\\+[^\n]*\n");
-    static const std::regex gone("(@@ -1[,0-9]* )\\+0,0 @@\n(-[^\n]*\n)*");
-    return std::regex_replace(std::regex_replace(text, heading, "$1:\n"), gone, "(gone)\n");
 }
 
 // At most so many lines of a text, each of a bearable length.
@@ -261,26 +259,9 @@ void expect_same(const string& behaviour, const string& input, const string& pat
 
 void expect_recorded(const string& behaviour, const string& input, const string& name,
                      const string& seen) {
-    if (recording())
-        store(fs::path(SOURCE_FOLDER) / "tests/expected" / name, seen);
     expect_same(behaviour, input, "tests/expected/" + name, expected(name), seen);
 }
 
-void Root::expect_outcome(const string& behaviour, const string& arguments, const string& name) {
-    const fs::path seen = gather("seen", arguments);
-    const fs::path path = fs::path(SOURCE_FOLDER) / "tests/expected" / name;
-    if (recording()) {
-        fs::remove_all(path);
-        fs::create_directories(path.parent_path());
-        fs::copy(seen, path, fs::copy_options::recursive);
-    }
-    const string differences = difference(path, seen, 3);
-    if (!differences.empty())
-        fail(behaviour, arguments + "\n", "tests/expected/" + name, differences);
-}
-
-// A line of a case file in its own bytes: \xHH is a byte, {N} stands for N of the byte before it,
-// and \c at the end for no newline.
 string unescaped(const string& line) {
     string text;
     for (size_t at = 0; at < line.size(); ++at) {
@@ -297,89 +278,6 @@ string unescaped(const string& line) {
         }
     }
     return text;
-}
-
-// Makes the changes of a case. Returns the arguments of its run: its own or the usual ones.
-static string arrange(Root& root, const string& input, const string& usual) {
-    string arguments = usual, written, text;
-    for (const string& line : lines_of(input)) {
-        std::istringstream words(line);
-        string verb, path, rest;
-        words >> verb >> path;
-        getline(words >> std::ws, rest);
-        if (line.starts_with("     "))
-            root.write(written, text += unescaped(line.substr(5)));
-        else if (verb == "tavrogen")
-            arguments = line.substr(line.find('-'), line.size() - line.find('-') - 1);
-        else if (verb == "set")
-            root.change(path, unescaped(rest));
-        else if (verb == "write")
-            root.write(written = path, text = "");
-        else if (verb == "folder")
-            root.obstruct(path);
-        else
-            root.remove(path);
-        if (verb == "link")
-            fs::create_symlink(rest, root.at(path));
-    }
-    return arguments;
-}
-
-string Cases::run(const Case& row) {
-    Root root(models_);
-    const string used = arrange(root, row.input, arguments_);
-    fs::path& before = outcomes_[used];
-    if (before.empty())
-        before = base_.gather("base" + std::to_string(outcomes_.size()), used);
-    return "== " + row.behaviour + "\n" + row.input +
-           difference(before, root.gather("seen", used), 1);
-}
-
-static std::vector<string> sections_of(const fs::path& path) {
-    std::vector<string> sections = {""};
-    for (const string& line : lines_of(slurp(path))) {
-        if (line.starts_with("== "))
-            sections.emplace_back();
-        sections.back() += line;
-    }
-    return sections;
-}
-
-static Case case_of(const string& section) {
-    const auto lines = lines_of(section);
-    Case row = {lines[0].substr(3, lines[0].size() - 4), ""};
-    for (size_t line = 1; line < lines.size() && lines[line].starts_with("   "); ++line)
-        row.input += lines[line];
-    return row;
-}
-
-void Cases::expect(const std::vector<Case>& rows, const string& name) {
-    const fs::path path = fs::path(SOURCE_FOLDER) / "tests" / name;
-    const auto sections = sections_of(path);
-    string all = sections[0];
-    for (size_t row = 0; row < rows.size() && !testing::Test::HasFailure(); ++row) {
-        const string seen = run(rows[row]);
-        all += seen;
-        if (!recording())
-            expect_same(rows[row].behaviour, rows[row].input, "tests/" + name,
-                        row + 1 < sections.size() ? sections[row + 1] : "", seen);
-    }
-    if (recording())
-        store(path, all);
-}
-
-void expect_case_file(const string& name) {
-    const auto sections = sections_of(fs::path(SOURCE_FOLDER) / "tests/cases" / name);
-    const auto heading = lines_of(sections[0]);
-    const auto after_word = [](const string& line) {
-        return line.substr(line.find(' ') + 1, line.size() - line.find(' ') - 2);
-    };
-    std::istringstream models(after_word(heading[0]));
-    std::vector<Case> rows;
-    for (size_t i = 1; i < sections.size(); ++i)
-        rows.push_back(case_of(sections[i]));
-    Cases({std::istream_iterator<string>(models), {}}, after_word(heading[1]))
-        .expect(rows, "cases/" + name);
 }
 
 string Share::line() const {

@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-// With TAVROGEN_RECORD in the environment, what is compared with a file is written there instead.
-
 // What a file has in it that is not there.
 inline const std::string no_file = "(no such file)";
 
@@ -21,13 +19,15 @@ struct Outcome {
     std::string out, err;
 };
 
-// A root directory of its own under the temporary directory: a copy of the models (folders under
-// tests/models, each over the one before). A path without a leading '/' is meant under
-// /etc/korvel.
+// What a run leaves behind: the text of each file that a service has, by its name without folders,
+// "out" with numbers for addresses, and "err", which ends in "status N" unless N is 0.
+using Texts = std::map<std::string, std::string>;
+
+// A root directory of its own under the temporary directory: a copy of a folder of the sources. A
+// path without a leading '/' is meant under /etc/korvel.
 class Root {
   public:
-    using Models = std::vector<std::string>;
-    explicit Root(const Models& models = {"small"});
+    explicit Root(const std::string& appliance = "tests/appliance");
     ~Root();
     Root(Root&&) = delete;
 
@@ -43,61 +43,23 @@ class Root {
     // Changes a keyed file by settings separated by ';': stores "key=value", removes "key".
     void change(const std::string& file, const std::string& settings);
 
+    // Changes fields of the lines of a list that begin with a name, by "field=value" separated by ';'.
+    void change(const std::string& list, const std::string& name, const std::string& fields);
+
     // Runs the program with arguments, and redirections, as a shell reads them. `limits` are
     // options of tests/launch.cpp, which hold for the program alone; `output` is a pipe or a
     // redirection for standard output.
     Outcome run(const std::string& arguments, const std::string& limits = "",
                 const std::string& output = "");
 
+    Texts texts(const std::string& arguments);
+
     // The shell command of such a run.
     std::string command(const std::string& arguments, const std::string& limits = "") const;
 
-    // Runs the program, and gathers all that it has left behind in a folder beside the root:
-    // "out" and "err", with numbers for addresses, "status" unless it is 0, the new files, and
-    // "modes" with their modes. Returns the folder.
-    std::filesystem::path gather(const std::string& name, const std::string& arguments);
-
-    // Compares what a run leaves behind with the folder tests/expected/NAME.
-    void expect_outcome(const std::string& behaviour, const std::string& arguments,
-                        const std::string& name);
-
   private:
     std::filesystem::path folder_, root_;
-    std::set<std::filesystem::path> inputs_;
 };
-
-// Changes of the files of a root, and the behaviour that they show. The input is lines of
-//   tavrogen ARG...         the arguments, where they are not those of the other cases
-//   set FILE SETTINGS       as Root::change
-//   write FILE              with what stands in the lines that follow, further to the right
-//   no FILE
-//   folder FILE             in its place
-//   link FILE TARGET        in its place
-struct Case {
-    std::string behaviour, input;
-};
-
-// Cases of the same models: each compares what its changes change in the outcome of a run.
-class Cases {
-  public:
-    Cases(const Root::Models& models, const std::string& arguments)
-        : models_(models), arguments_(arguments), base_(models) {}
-
-    // Compares with the file NAME under tests, up to the first difference. It has a section for
-    // each case: its behaviour, its input, and the lines that differ in each file and stream.
-    void expect(const std::vector<Case>& rows, const std::string& name);
-
-  private:
-    std::string run(const Case& row);
-
-    Root::Models models_;
-    std::string arguments_;
-    Root base_;
-    std::map<std::string, std::filesystem::path> outcomes_;  // of the base, by arguments
-};
-
-// The cases of a file under tests/cases. Its first two lines name the models and the arguments.
-void expect_case_file(const std::string& name);
 
 // Shows what is wrong, for which input and where: the lines in which two texts differ.
 void expect_same(const std::string& behaviour, const std::string& input, const std::string& path,
@@ -119,10 +81,6 @@ std::string numbered(const std::string& text);
 // Compares a text with the file tests/expected/NAME.
 void expect_recorded(const std::string& behaviour, const std::string& input,
                      const std::string& name, const std::string& seen);
-
-// The differences of the files of two folders, each file of them under its name.
-std::string difference(const std::filesystem::path& before, const std::filesystem::path& after,
-                       int context);
 
 // One line of a share list; by default a share that nobody may use, served by every service.
 struct Share {

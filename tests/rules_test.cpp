@@ -1,4 +1,4 @@
-// The rules under tests/rules: what a change of the small appliance (tests/models/small) changes
+// The rules under tests/rules: what a change of the small appliance (tests/appliance) changes
 // in the files and streams of a run.
 //
 // A file begins with "run ARGUMENTS", and with the blocks of lines that it needs often:
@@ -17,8 +17,8 @@
 // The outcome is compared with that of the same run before the changes:
 //   @ FILE                  the lines below are about this file; otherwise, about the first one
 //   -LINE, +LINE            what goes and what comes, in order
-//   -FIRST ... LAST         a line, all up to the next LAST, and that one
-//   gone                    there is no such file
+//   -FIRST ... LAST         a line, all up to the next LAST, and that one; -FIRST ... up to the end
+//   gone FILE...            there are no such files
 //   = FILE                  the lines below are the whole file
 // FILE may be "out" or "err", too; "out" counts only where it is named. "err" ends in a line
 // "status N" unless N is 0. Addresses are ADDRESS, and numbered in whole files. {N} stands for N of
@@ -55,10 +55,9 @@ using Blocks = std::map<string, Lines>;
 
 // A line in its own bytes, or the lines of the block that it names; all after the mark.
 static Lines expanded(const string& mark, const string& line, const Blocks& blocks) {
-    const size_t blank = line.find(' ');
-    const auto block = line.starts_with('{') && line.ends_with('}')
-                           ? blocks.find(line.substr(1, blank - 1))
-                           : blocks.end();
+    const size_t blank = std::min(line.find_first_of(" }"), line.size());
+    const auto block =
+        line.starts_with('{') ? blocks.find(line.substr(1, blank - 1)) : blocks.end();
     if (block == blocks.end())
         return {mark + unescaped(line)};
     Lines lines;
@@ -98,11 +97,16 @@ static std::vector<Rule> rules_of(const string& file) {
                 outcome.push_back({rest, line[0] == '=', {}});
                 continue;
             }
+            if (line.starts_with("gone ")) {
+                std::istringstream files(rest);
+                for (string each; files >> each;)
+                    outcome.push_back({each, true, {"+" + no_file}});
+                continue;
+            }
             if (outcome.empty())
                 outcome.push_back({rules[0].outcome[0].file, false, {}});
-            const bool marked = !outcome.back().whole && line != "gone";
-            const string mark = outcome.back().whole ? "+" : marked ? line.substr(0, 1) : "";
-            for (const string& each : expanded(mark, line.substr(marked ? 1 : 0), blocks))
+            const string marked = outcome.back().whole ? "+" + line : line;
+            for (const string& each : expanded(marked.substr(0, 1), marked.substr(1), blocks))
                 outcome.back().lines.push_back(each + "\n");
         }
     }
@@ -123,35 +127,6 @@ static const std::vector<Rule>& all_rules() {
     return all;
 }
 
-static const std::map<string, Lines> list_fields = {
-    {"shareinfo",
-     {"name", "volume", "comment", "rw_users", "rw_groups", "ro_users", "ro_groups", "smb", "atalk",
-      "ftp", "rsync", "text", "read_only", "trashbox", "flag", "value"}},
-    {"offlinefile", {"name", "enabled", "policy"}},
-    {"shareinfo.hidden", {"name", "enabled"}},
-    {"shareinfo.vfs", {"name", "trash", "audit", "nfs"}},
-};
-
-// Changes fields of each line of a list that begins with the name.
-static void change_list(Root& root, const string& file, const string& name, const string& fields) {
-    const Lines& names = list_fields.at(file == "usbshareinfo" ? "shareinfo" : file);
-    string text;
-    for (string line : lines_of(root.read(file))) {
-        std::istringstream changes(line.starts_with(name + "<>") ? fields : "");
-        for (string change; getline(changes, change, ';');) {
-            const size_t equals = change.find('=');
-            const auto field = std::find(names.begin(), names.end(), change.substr(0, equals));
-            ASSERT_NE(field, names.end()) << change;
-            size_t at = 0;
-            for (auto before = names.begin(); before != field; ++before)
-                at = line.find("<>", at) + 2;
-            line.replace(at, line.find("<>", at) - at, change.substr(equals + 1));
-        }
-        text += line;
-    }
-    root.write(file, text);
-}
-
 // Makes the changes of a rule. Returns its arguments.
 static string arrange(Root& root, const Rule& rule) {
     string arguments = rule.arguments;
@@ -165,7 +140,7 @@ static string arrange(Root& root, const Rule& rule) {
         if (word == "run") {
             arguments = all;
         } else if (word == "host") {
-            root.host = path;
+            root.host = unescaped(path);
         } else if (word == "eth0") {
             root.eth0 = path;
         } else if (word == "like") {
@@ -188,32 +163,13 @@ static string arrange(Root& root, const Rule& rule) {
             root.write(word, root.read(word) + unescaped(rest + "\n"));
         } else if (path == "only") {
             root.write(word, unescaped(rest + "\n"));
-        } else if (list_fields.contains(word) || word == "usbshareinfo") {
-            change_list(root, word, path, unescaped(rest));
-        } else {
+        } else if (rest.empty() || has(path, "=")) {
             root.change(word, unescaped(all));
+        } else {
+            root.change(word, path, unescaped(rest));
         }
     }
     return arguments;
-}
-
-// What a run leaves behind: the text of each file that a service has, and of both streams.
-using Texts = std::map<string, string>;
-
-static const Lines service_files = {
-    "/etc/samba/smb.conf",   "/etc/pam_smb.conf",    "/etc/proftpd/proftpd.conf",
-    "/etc/pam.d/ftp",        "/etc/pam.d/netatalk",  "/etc/atalk/AppleVolumes.default",
-    "/etc/atalk/afpd.conf",  "/etc/syslog.conf",     "/etc/ietd.conf",
-    "/etc/initiators.allow", "/etc/initiators.deny", "/etc/exports"};
-
-static Texts run(Root& root, const string& arguments) {
-    const Outcome outcome = root.run(arguments);
-    Texts texts = {{"out", numbered(outcome.out)}, {"err", outcome.err}};
-    if (outcome.status != 0)
-        texts["err"] += "status " + std::to_string(outcome.status) + "\n";
-    for (const string& file : service_files)
-        texts[file.substr(file.rfind('/') + 1)] = root.read(file);
-    return texts;
 }
 
 // The run that a rule starts from: without its changes, but for those of the rules it is like.
@@ -227,7 +183,7 @@ static const Texts& before(const Rule& rule, const string& arguments) {
     if (texts.empty()) {
         Root root;
         arrange(root, base);
-        texts = run(root, arguments);
+        texts = root.texts(arguments);
     }
     return texts;
 }
@@ -235,14 +191,16 @@ static const Texts& before(const Rule& rule, const string& arguments) {
 // The place after the lines of an edit, where they stand at a place of a text; else the place.
 static size_t past(const string& edit, const Lines& text, size_t at) {
     const string line = edit.substr(1);
-    const size_t dots = line.find(" ... ");
+    const size_t dots = std::min(line.find(" ... "), line.find(" ...\n"));
     if (at == text.size() || (text[at] != line && text[at] != line.substr(0, dots) + "\n"))
         return at;
-    const auto last = text.begin() + static_cast<ptrdiff_t>(at);
     if (dots == line.npos)
         return at + 1;
-    const auto end = std::find(last, text.end(), line.substr(dots + 5));
-    return end == text.end() ? at : static_cast<size_t>(end - text.begin()) + 1;
+    if (line.substr(dots) == " ...\n")
+        return text.size();
+    const auto first = text.begin() + static_cast<ptrdiff_t>(at);
+    const auto last = std::find(first, text.end(), line.substr(dots + 5));
+    return last == text.end() ? at : static_cast<size_t>(last - text.begin()) + 1;
 }
 
 // True where the edits lead, in their order, from one text to the other.
@@ -302,7 +260,7 @@ TEST_P(Rules, Hold) {
     const Rule& rule = GetParam();
     Root root;
     const string arguments = arrange(root, rule);
-    const Texts after = run(root, arguments);
+    const Texts after = root.texts(arguments);
     string input;
     for (const string& change : rule.changes)
         input += "   " + change + "\n";
@@ -323,11 +281,8 @@ TEST_P(Rules, Hold) {
         };
         const string seen = whole ? after.at(file) : without_numbers(after.at(file));
         const string usual = whole ? "" : without_numbers(before(rule, arguments).at(file));
-        if (lines == Lines{"gone\n"})
-            expect(seen == no_file, file, [&] { return "is there\n"; });
-        else
-            expect(lead(lines, lines_of(usual), lines_of(seen)), file,
-                   [&] { return wrong_lines(lines, usual, seen); });
+        expect(lead(lines, lines_of(usual), lines_of(seen)), file,
+               [&] { return wrong_lines(lines, usual, seen); });
     }
     for (const auto& [file, seen] : after)
         if (!named.contains(file)) {
