@@ -1,5 +1,6 @@
 // Reads /etc/atalk/AppleVolumes.default back as afpd of Netatalk 2.0 does: AppleVolumes.default(5),
 // and afpd.conf(5) for guests.
+#include "access/machine/reading.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 
