@@ -1,6 +1,9 @@
 // An appliance's files, found inside its root, and the people that they name.
-#include "access/machine/door.h"
-#include "access/machine/model.h"
+#include "access/machine/machine.h"
+
+#include "access/machine/meaning.h"
+#include "access/machine/reading.h"
+#include "access/machine/text.h"
 
 #include <algorithm>
 #include <dirent.h>
@@ -21,16 +24,6 @@ const char* name_of(Service service) {
     return names[static_cast<int>(service)];
 }
 
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    for (size_t at = 0; at < text.size();) {
-        const size_t end = std::min(text.find('\n', at), text.size());
-        lines.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return lines;
-}
-
 std::vector<Span> spans_of(const std::string& file, const std::vector<std::string>& texts) {
     const std::vector<std::string> lines = lines_of(file);
     std::vector<Span> spans;
@@ -49,41 +42,6 @@ std::vector<Span> spans_of(const std::string& file, const std::vector<std::strin
         spans.push_back({static_cast<int>(at) + 1, static_cast<int>(next) + 1});
     }
     return spans;
-}
-
-std::vector<std::string> fields_of(const std::string& line) {
-    constexpr std::string_view ends("<>\0", 3);
-    std::vector<std::string> fields;
-    for (size_t at = 0; at < line.size();) {
-        const size_t end = std::min(line.find_first_of(ends, at), line.size());
-        fields.push_back(line.substr(at, end - at));
-        at = end + 2;
-    }
-    return fields;
-}
-
-int line_without_volume(const Machine& machine, const std::string& path) {
-    int number = 0;
-    for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
-        ++number;
-        const auto fields = fields_of(line);
-        if (!fields.empty() && (fields.size() < 2 || fields[1].empty()))
-            return number;
-    }
-    return 0;
-}
-
-std::vector<std::string> names_in(const std::string& list) {
-    std::vector<std::string> names;
-    for (size_t at = 0; at < list.size();) {
-        const size_t comma = std::min(list.find(',', at), list.size());
-        const size_t first = std::min(list.find_first_not_of(" \t", at), comma);
-        const size_t last = list.find_last_not_of(" \t", comma - (comma > first));
-        if (first < comma)
-            names.push_back(list.substr(first, last + 1 - first));
-        at = comma + 1;
-    }
-    return names;
 }
 
 // Cut where a C text ends.
@@ -396,20 +354,6 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
             names.push_back(shown.substr(path.size() + 1));
     std::sort(names.begin(), names.end());
     return names;
-}
-
-Machine Machine::after_run() const {
-    Machine after = *this;
-    for (auto& [path, text] : run_writers(*this))
-        after.written_[path] = std::move(text);
-    return after;
-}
-
-Machine Machine::after_run_for(Service service) const {
-    Machine after = *this;
-    for (auto& [path, text] : run_writers(*this, service))
-        after.written_[path] = std::move(text);
-    return after;
 }
 
 }  // namespace tavrogen::access
