@@ -50,7 +50,7 @@ int get_StringbyKey(const char* path, const char* key, char* value, int size) {
     }
     if (state != in_value)
         return 0;
-    value[used] = '\0';
+    value[got == 0 ? used : 0] = '\0';  // half a value is none
     return got == 0;
 }
 

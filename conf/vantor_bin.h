@@ -11,8 +11,8 @@
 
 // Looks `key` up in the settings file `path` and copies its value into `value`, an area of `size`
 // bytes, cut to fit and terminated. Returns 1; or 0 if the key is not there or the file cannot be
-// read: then the area is as it was, unless the reading fails inside the value. Reads the file from
-// the front, without the heap.
+// read: then the area is as it was, or an empty text if the reading fails inside the value. Reads
+// the file from the front, without the heap.
 int get_StringbyKey(const char* path, const char* key, char* value, int size);
 
 // Stores `value` under `key` in the settings file `path`: in the first line of that key, else in

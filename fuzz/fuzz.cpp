@@ -1,11 +1,12 @@
 // The fuzzers of all that reads text from outside: `fuzz TARGET [libFuzzer option...] CORPUS`.
-#include "conf/list_words.h"
-#include "conf/load_config.h"
 #include "base/c_string.h"
 #include "base/heap.h"
+#include "conf/list_words.h"
+#include "conf/load_config.h"
 #include "conf/vantor_bin.h"
 #include "conf/volume_list.h"
 #include "include/debug.h"
+#include "tests/private_mounts.h"
 #include "util/mount_probe.h"
 #include "util/utils.h"
 #include "writers/writers.h"
@@ -13,13 +14,10 @@
 #include <algorithm>
 #include <fstream>
 #include <memory>
-#include <sched.h>
 #include <string.h>
 #include <string>
 #include <string_view>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using std::string;
 
@@ -48,7 +46,7 @@ static void store(const string& path, const string& content) {
 
 static void tokenizer(string input) {
     const string line = take_text(&input);
-    const Text area(str_duplicate(line.c_str()));  // of the exact size: its end is guarded
+    const HeapString area(str_duplicate(line.c_str()));  // of the exact size: its end is guarded
     const char* const end = area.get() + line.size();
     for (const char *at = area.get(), *next = at; at <= end; at = next) {
         char field[8];
@@ -208,11 +206,11 @@ static void loader(string input) {
 }
 
 // The input is all files of an appliance.
-template <auto make>
 static void writer(string input) {
     for (const char* path : appliance)
         store(path, take_part(&input));
-    expect(make() == 0);
+    for (const service& service : services)
+        expect(name != service.name || service.write() == 0);
 }
 
 static constexpr struct {
@@ -235,26 +233,11 @@ static constexpr struct {
     {"nfs_info", loader<nfs>},
     {"mounts", loader<mount_probe>},
     {"pvlistconfig", volumes},
-    {"samba", writer<make_samba_conf>},
-    {"proftpd", writer<make_proftpd_conf>},
-    {"atalk", writer<make_atalk_conf>},
-    {"syslog", writer<make_syslog_conf>},
-    {"iscsi", writer<make_iscsi_conf>},
-    {"nfs", writer<make_nfs_exports>},
 };
 
 // Gives this process /etc, /tmp and /proc/mounts of its own, empty: the product writes there.
 static void enter_private_root() {
-    const string user = std::to_string(geteuid());
-    const string group = std::to_string(getegid());
-    const bool is_root = user == "0";
-    expect(unshare(is_root ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) == 0);
-    if (!is_root) {
-        store("/proc/self/setgroups", "deny");
-        store("/proc/self/uid_map", "0 " + user + " 1");
-        store("/proc/self/gid_map", "0 " + group + " 1");
-    }
-    expect(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0);
+    expect(enter_private_mounts());
     for (const char* folder : {"/etc", "/tmp"})
         expect(mount("tmpfs", folder, "tmpfs", 0, nullptr) == 0);
     for (const char* folder : {"korvel", "samba", "proftpd", "atalk", "pam.d"})
@@ -272,9 +255,14 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     for (const auto& target : targets)
         if (name == target.name)
             run = target.run;
+    for (const service& service : services)
+        if (name == service.name)
+            run = writer;
     if (run == nullptr) {
         for (const auto& target : targets)
             puts(target.name);
+        for (const service& service : services)
+            puts(service.name);
         exit(!name.empty());
     }
     (*argv)[1] = (*argv)[0];

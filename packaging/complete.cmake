@@ -4,7 +4,16 @@ set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
 set(doc ${usr}/share/doc/tavrogen)
 set(here ${CMAKE_CURRENT_LIST_DIR})
 file(COPY ${here}/copyright DESTINATION ${doc})
-file(COPY_FILE ${here}/changelog ${doc}/changelog.Debian)
+
+# Debian's change log is that of the last revision, of the time of SOURCE_DATE_EPOCH.
+file(READ ${here}/../CHANGELOG.md changes)
+string(REGEX REPLACE "^.*\n## ([-.0-9]+), [^\n]*\n(.*)\n## .*$"
+  "tavrogen (\\1) unstable; urgency=medium\n\\2" changes "${changes}")
+string(REGEX REPLACE "\n([- ]) " "\n  \\1 " changes "${changes}")
+string(REPLACE "\n  - " "\n  * " changes "${changes}")
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(WRITE ${doc}/changelog.Debian
+  "${changes}\n -- ${CPACK_DEBIAN_PACKAGE_MAINTAINER}  ${date}\n")
 file(MAKE_DIRECTORY ${usr}/share/lintian/overrides)
 file(COPY_FILE ${here}/lintian-overrides ${usr}/share/lintian/overrides/tavrogen)
 file(GLOB pages ${usr}/share/man/man?/*)

@@ -23,7 +23,7 @@
 namespace fs = std::filesystem;
 using std::string;
 
-// tests/fail_allocation.cpp: from now on, the allocation of that number fails; 0: none.
+// tests/failing_calls.cpp: from now on, the allocation of that number fails; 0: none.
 void fail_allocation(int number);
 
 // What a call prints to standard output.
@@ -118,10 +118,12 @@ TEST_F(Files, KeyedLookupsConvertTheFirstValueOfTheExactKey) {
         int number = 7;
         unsigned char byte = 7;
         char cut[8] = "before";
+        fail_allocation(1);
         EXPECT_EQ(LoadConfFileOnOff(file, "k"), row.on);
         EXPECT_EQ(LoadConfFileInt(file, "k", &number), 0);
         EXPECT_EQ(LoadConfFileChar(file, "k", &byte), 0);
         EXPECT_EQ(LoadConfFileString(file, "k", cut, sizeof cut), 0);
+        EXPECT_EQ(str_duplicate(""), nullptr) << "the first allocation";
         EXPECT_EQ(number, row.number);
         EXPECT_EQ(byte, row.byte);
         EXPECT_EQ(cut, row.cut);
@@ -170,7 +172,7 @@ TEST_F(Files, ALineThatHoldsATextIsFoundAndCut) {
 }
 
 TEST_F(Files, AStoredValueChangesItsLineAlone) {
-    const string other = string("#\0\xff ==\n\n", 8) + string(70000, 'x') + "\n";
+    const string other = string("#\0\xff ==\n\n", 8) + string(17 << 20, 'x') + "\n";
     const struct {
         string behaviour, before, key, value, after;  // empty: refused
     } rows[] = {
@@ -316,10 +318,10 @@ class Loaders : public testing::Test {
 };
 
 TEST_F(Loaders, CountTheLinesThatTheyHaveRead) {
-    const string folder = "korvel/";
     for (const string name :
          {"shareinfo", "usbshareinfo", "offlinefile", "shareinfo.hidden", "shareinfo.vfs"})
-        write(folder + name, "a<>\nb<>\n\n");
+        write("korvel/" + name, "a<>\nb<>\n\n");
+    write("group", "a:x:1:m\nb:x:2:\nc:x:3:m\n");
     // In the first line, a text that can't be had costs only itself; later, its record and the rest.
     const std::set<Result> shares = {{-1, 1}, {-1, 2}, {1, 1}, {2, 2}};
     const std::set<Result> records = {{-1, 1}, {-1, 2}};
@@ -328,12 +330,19 @@ TEST_F(Loaders, CountTheLinesThatTheyHaveRead) {
     expect_results("offline files", load_offlinefile, close_offlinefile, {3, 3}, records);
     expect_results("hidden shares", load_shareinfo_hidden, close_shareinfo_hidden, {3, 3}, records);
     expect_results("vfs lines", load_shareinfo_vfs, close_shareinfo_vfs, {3, 3}, records);
-    write(folder + "shareinfo", "");
+    write("korvel/shareinfo", "");
     expect_results("no shares", load_shareinfo, close_shareinfo, {0, 1}, {{-1, 1}});
     fs::remove("/etc/korvel/shareinfo");
     expect_results("no list", load_shareinfo, close_shareinfo, {-1, 1}, {});
-    write(folder + "iscsi_disks1", "iscsi_device0_target=a\niscsi_device5_target=b\n");
-    write(folder + "iscsi_disks10", "iscsi_device0_target=c\n");
+    write("korvel/iscsi_disks1", "iscsi_device0_target=a\niscsi_device5_target=b\n");
+    write("korvel/iscsi_disks10", "iscsi_device0_target=c\n");
+    const auto load_groups = [](GROUP_INFO* head) {
+        int count = 0;
+        *head = {};
+        return load_groupinfo(head, &count);
+    };
+    expect_results<GROUP_INFO>("groups", load_groups, close_groupinfo, {0, 3},
+                               {{-1, 1}, {-1, 2}, {-1, 3}});
     expect_results("disks", load_iscsi_disks, close_iscsi_disks, {1, 3}, {{-1, 1}, {-1, 2}});
 }
 

@@ -2,6 +2,8 @@
 //   close=DESCRIPTOR   close a standard stream
 //   size=BYTES         no file may grow further
 //   files=COUNT        so many descriptors at most
+//   stack=BYTES        so large a stack at most
+//   seconds=COUNT      it is killed when it runs longer
 //   rights=0           the permissions of files hold for root, too
 #include <linux/capability.h>
 #include <stdlib.h>
@@ -22,8 +24,14 @@ int main(int, char** argv) {
             close(number);
         if (option == "size")
             setrlimit(RLIMIT_FSIZE, &limit);
-        if (option == "files")
+        if (option == "files") {
+            closefrom(3);  // those that the test has inherited
             setrlimit(RLIMIT_NOFILE, &limit);
+        }
+        if (option == "stack")
+            setrlimit(RLIMIT_STACK, &limit);
+        if (option == "seconds")
+            alarm(static_cast<unsigned>(number));
         if (option == "rights")
             for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH})
                 prctl(PR_CAPBSET_DROP, capability);

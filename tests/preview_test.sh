@@ -118,9 +118,9 @@ tools=()
 
 # To a terminal nothing is printed that could steer it.
 fresh_root
-sed -i $'s/<>Staff handbook<>/<>\e]2;a\u009b\u202eb<>/' "$root/etc/korvel/shareinfo"
-expect 1 $'^+    comment = \e]2;a\u009b\u202eb' preview samba
-expect 1 '^+    comment = \\x1b]2;a\\xc2\\x9b\\xe2\\x80\\xaeb' script -qec "$(printf '%q ' \
+sed -i $'s/<>Staff handbook<>/<>\e]2;a\xc2\x9b\xe2\x80\xaeb\xc3\xa9<>/' "$root/etc/korvel/shareinfo"
+expect 1 $'^+    comment = \e]2;a\xc2\x9b\xe2\x80\xaeb' preview samba
+expect 1 $'^+    comment = ?]2;a??b\xc3\xa9' script -qec "$(printf '%q ' \
     "$top/scripts/preview" --program "$program" --root "$root" samba)" /dev/null
 
 # Mounts of its own: this machine's root with an appliance's etc over its own, in which the settings
