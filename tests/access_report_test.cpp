@@ -114,6 +114,8 @@ TEST(Report, ReadsTheFilesAsTheyStand) {
                     "a  /mnt/array1/a\n    SMB                  bob carol rw\n"
                     "  ! FTP, AppleTalk       alice rw\n"))
         << report;
+    EXPECT_TRUE(has(report, "/etc/samba/smb.conf:")) << report;
+    EXPECT_TRUE(has(report, ": not understood; what follows may be wrong\n")) << report;
     EXPECT_TRUE(has(access(root, "--planned").out, "    SMB, FTP, AppleTalk  alice rw\n"));
 }
 

@@ -5,7 +5,7 @@
 //   writing NUMBER      that write(2) fails (ENOSPC)
 //   interrupted 0       every other read and write is interrupted (EINTR)
 //   stepwise BYTES      no read or write moves more
-//   leased 0            no file is opened but by who waits for it (EWOULDBLOCK)
+//   leased 0 PATH       a file of such a path is open to who waits for it alone (EWOULDBLOCK)
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -87,7 +87,7 @@ ssize_t __wrap_write(int file, const void* bytes, size_t size) {
 int __real_open64(const char* name, int flags, mode_t mode);
 int __wrap_open64(const char* name, int flags, mode_t mode);
 int __wrap_open64(const char* name, int flags, mode_t mode) {
-    if (is("leased") && (flags & O_NONBLOCK) != 0)
+    if (is("leased") && (flags & O_NONBLOCK) != 0 && strncmp(name, path, strlen(path)) == 0)
         return static_cast<int>(failure(EWOULDBLOCK));
     const int file = __real_open64(name, flags, mode);
     if (is("reading") && strcmp(name, path) == 0) {

@@ -108,7 +108,8 @@ TEST_F(FailingCalls, AFileIsReadUpToTheLineThatCannotBeRead) {
 TEST_F(FailingCalls, WhatComesInPiecesOrLaterIsWhole) {
     Outcome usual, seen;
     const Files files = run(every, "", &usual);
-    for (const string fault : {"interrupted 0", "stepwise 1", "stepwise 3", "leased 0"}) {
+    for (const string fault :
+         {"interrupted 0", "stepwise 1", "stepwise 3", "leased 0 /etc/korvel/"}) {
         expect_same_files("nothing is lost", fault, files, run(every, fault, &seen));
         EXPECT_EQ(seen.out + seen.err, usual.out + usual.err) << fault;
     }

@@ -1,7 +1,7 @@
 // What the appliance's settings mean: who may read and write which share, by which services.
 //
 // Reads the settings by itself and knows nothing of how the program or the services say it.
-#include "access/machine/model.h"
+#include "access/machine/crowd.h"
 
 #include "base/c_string.h"
 
@@ -78,35 +78,31 @@ Medium usb_disk(const Machine& machine, int number) {
     return {};
 }
 
-bool shares_a_name(const std::vector<std::string>& left, const std::vector<std::string>& right) {
-    return std::find_first_of(left.begin(), left.end(), right.begin(), right.end()) != left.end();
+// Gives a right to all who are named, and to the members of the groups.
+void give(Right right, const Crowd& crowd, const std::string& users, const std::string& groups,
+          std::vector<Right>* people) {
+    for (const std::string& name : names_in(users))
+        for (const size_t person : crowd.account(name))
+            (*people)[person] = right;
+    for (const std::string& name : names_in(groups))
+        for (const size_t person : crowd.group(name.substr(name.starts_with('@'))))
+            (*people)[person] = right;
 }
 
-// True when a person is named, or a group of his.
-bool is_in(const Person& person, const std::string& users, const std::string& groups) {
-    std::vector<std::string> group_names = names_in(groups);
-    for (std::string& name : group_names)
-        if (name.starts_with('@'))
-            name.erase(0, 1);
-    return shares_a_name({person.name}, names_in(users)) ||
-           shares_a_name(person.groups, group_names);
-}
-
-Right right_of(const Person& person, const IntendedShare& share) {
+std::vector<Right> rights_to(const IntendedShare& share, const Crowd& crowd) {
     const Right full = share.read_only ? Right::read : Right::write;
+    std::vector<Right> people(crowd.people().size(), share.open_to_all() ? full : Right::none);
     if (share.open_to_all())
-        return full;
+        return people;
     if (share.administrators_only())
-        return person.name == "admin" || person.name == "guest" ||
-                       shares_a_name({"hdusers"}, person.groups)
-                   ? full
-                   : Right::none;
-    if (is_in(person, share.lists[ro_users], share.lists[ro_groups]))
-        return Right::read;  // also for who may write by another list
-    return is_in(person, share.lists[rw_users], share.lists[rw_groups]) ? full : Right::none;
+        give(full, crowd, "admin,guest", "hdusers", &people);
+    give(full, crowd, share.lists[rw_users], share.lists[rw_groups], &people);
+    // Also for who may write by another list.
+    give(Right::read, crowd, share.lists[ro_users], share.lists[ro_groups], &people);
+    return people;
 }
 
-void add_shares(const Machine& machine, bool usb, const SideLists& lists,
+void add_shares(const Machine& machine, bool usb, const SideLists& lists, const Crowd& crowd,
                 std::vector<IntendedShare>* shares) {
     int line = 0;
     for (const Record& record : records_of(machine, usb ? usb_share_file : share_file)) {
@@ -139,8 +135,7 @@ void add_shares(const Machine& machine, bool usb, const SideLists& lists,
         for (const auto& row : rows)
             if (row.served && disk.mounted)
                 share.services.insert(row.service);
-        for (const Person& person : machine.people())
-            share.people.push_back(right_of(person, share));
+        share.people = rights_to(share, crowd);
         if (share.open_to_all())
             share.guest = share.read_only ? Right::read : Right::write;
         shares->push_back(share);
@@ -161,9 +156,10 @@ bool IntendedShare::administrators_only() const {
 
 std::vector<IntendedShare> intended_shares(const Machine& machine) {
     const SideLists lists = load_side_lists(machine);
+    const Crowd crowd(machine.people());
     std::vector<IntendedShare> shares;
-    add_shares(machine, false, lists, &shares);
-    add_shares(machine, true, lists, &shares);
+    add_shares(machine, false, lists, crowd, &shares);
+    add_shares(machine, true, lists, crowd, &shares);
     return shares;
 }
 

@@ -1,5 +1,6 @@
 // Reads /etc/atalk/AppleVolumes.default back as afpd of Netatalk 2.0 does: AppleVolumes.default(5),
 // and afpd.conf(5) for guests.
+#include "access/machine/crowd.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 
@@ -150,32 +151,27 @@ bool names_nobody(const std::string& list) {
     return list.find_first_not_of(',') == std::string::npos;
 }
 
-// One who logs in; the groups of a guest are none.
-struct Login {
-    std::string name;
-    std::vector<std::string> groups;
-};
-
-bool is_listed(const Login& login, const std::string& list) {
-    for (size_t at = 0; at < list.size();) {
-        const size_t comma = std::min(list.find(',', at), list.size());
-        const std::string name = list.substr(at, comma - at);
-        at = comma + 1;
-        if (name.starts_with('@')
-                ? std::count(login.groups.begin(), login.groups.end(), name.substr(1)) > 0
-                : !name.empty() && name == login.name)
-            return true;
-    }
-    return false;
+// Marks those whom a list names.
+std::vector<bool> listed(const std::string& list, const Crowd& crowd) {
+    std::vector<bool> marked(crowd.people().size());
+    for (const std::string& name : access::words_of(list, ","))
+        for (const size_t person :
+             name.starts_with('@') ? crowd.group(name.substr(1)) : crowd.account(name))
+            marked[person] = true;
+    return marked;
 }
 
-Right right_on(const Volume& volume, const Login& login) {
-    if ((!names_nobody(volume.allow) && !is_listed(login, volume.allow)) ||
-        is_listed(login, volume.deny))
-        return Right::none;
-    const bool read_only = volume.read_only || is_listed(login, volume.rolist) ||
-                           (!names_nobody(volume.rwlist) && !is_listed(login, volume.rwlist));
-    return read_only ? Right::read : Right::write;
+std::vector<Right> rights_on(const Volume& volume, const Crowd& crowd) {
+    const auto allowed = listed(volume.allow, crowd), denied = listed(volume.deny, crowd);
+    const auto readers = listed(volume.rolist, crowd), writers = listed(volume.rwlist, crowd);
+    std::vector<Right> rights(crowd.people().size());
+    for (size_t person = 0; person < rights.size(); ++person)
+        if ((names_nobody(volume.allow) || allowed[person]) && !denied[person])
+            rights[person] = volume.read_only || readers[person] ||
+                                     (!names_nobody(volume.rwlist) && !writers[person])
+                                 ? Right::read
+                                 : Right::write;
+    return rights;
 }
 
 // The domain of the appliance, with its separator; empty outside a domain.
@@ -185,10 +181,15 @@ std::string domain_prefix(const Machine& machine) {
     return member ? setting(machine, "/etc/korvel/info", "wg").value.substr(0, 29) + '+' : "";
 }
 
-// Accounts of the domain log in without its name.
-Login login_of(const Person& person, const std::string& prefix) {
-    const bool of_domain = !prefix.empty() && person.name.starts_with(prefix);
-    return {of_domain ? person.name.substr(prefix.size()) : person.name, person.groups};
+// Who may log in, a guest last; accounts of the domain do so without its name.
+std::vector<Person> logins_of(const Machine& machine) {
+    const std::string prefix = domain_prefix(machine);
+    std::vector<Person> logins = machine.people();
+    for (Person& person : logins)
+        if (!prefix.empty() && person.name.starts_with(prefix))
+            person.name.erase(0, prefix.size());
+    logins.push_back({"nobody", {}, ""});
+    return logins;
 }
 
 // The name as clients see it.
@@ -196,20 +197,18 @@ std::string shown_name(const Volume& volume) {
     return volume.name.substr(0, longest_name);
 }
 
-// Takes the right on a volume whose name an earlier volume of the same user has.
-Right without_twins(Right right, const Volume& volume, std::set<std::string>* taken) {
-    std::string folded = volume.name;
-    std::transform(folded.begin(), folded.end(), folded.begin(), [](char letter) {
+std::string folded(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), [](char letter) {
         return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
     });
-    return right != Right::none && !taken->insert(folded).second ? Right::none : right;
+    return name;
 }
 
 std::vector<Grant> read_grants(const Machine& machine, const std::vector<Volume>& volumes) {
-    const std::string prefix = domain_prefix(machine);
+    const Crowd crowd(logins_of(machine));
     const bool guests = machine.file("/etc/atalk/afpd.conf").value_or("").find("uams_guest.so") !=
                         std::string::npos;
-    std::vector<std::set<std::string>> taken(machine.people().size() + 1);
+    std::map<std::string, std::vector<bool>> taken;  // by name: who has an earlier volume of it
     std::vector<Grant> grants;
     for (const Volume& volume : volumes) {
         Grant grant = {};
@@ -217,18 +216,19 @@ std::vector<Grant> read_grants(const Machine& machine, const std::vector<Volume>
         grant.share = shown_name(volume);
         grant.folder = volume.path;
         grant.line = volume.line;
-        const bool listed = as_utf8(volume.name) == volume.name;
-        for (size_t number = 0; number <= machine.people().size(); ++number) {
-            const bool guest = number == machine.people().size();
-            const Login login =
-                guest ? Login{"nobody", {}} : login_of(machine.people()[number], prefix);
-            Right right = listed && (!guest || guests) ? right_on(volume, login) : Right::none;
-            right = without_twins(right, volume, &taken[number]);
-            if (guest)
-                grant.guest = right;
+        grant.people = rights_on(volume, crowd);
+        if (!guests)
+            grant.people.back() = Right::none;
+        const bool is_text = as_utf8(volume.name) == volume.name;
+        auto& has_one = taken[folded(volume.name)];
+        has_one.resize(grant.people.size());
+        for (size_t person = 0; person < has_one.size(); ++person)
+            if (has_one[person] || !is_text)
+                grant.people[person] = Right::none;
             else
-                grant.people.push_back(right);
-        }
+                has_one[person] = grant.people[person] != Right::none;
+        grant.guest = grant.people.back();
+        grant.people.pop_back();
         grants.push_back(grant);
     }
     return grants;

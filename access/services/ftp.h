@@ -1,7 +1,11 @@
 // proftpd.conf as Debian 12's proftpd 1.3.8 understands it: sections, limits and whom they let in.
+//
+// Known is what tavrogen can write, whatever its settings hold; the first line beyond that gets a
+// remark. The rules are those of the server's documentation ("Configuring ProFTPD", "Configuring
+// <Limits>", "Configuring a <Directory>"); where it is silent, "Live:" marks what the server shows.
 #pragma once
 
-#include "access/machine/model.h"
+#include "access/machine/crowd.h"
 
 #include <memory>
 
@@ -10,66 +14,77 @@ namespace tavrogen::access::ftp {
 // A line "AllowUser a,b" or its like, inside a <Limit>.
 struct Rule {
     enum Subject { everybody, user, group } subject;
-    enum Match { any_of, all_of, pattern } match;
+    enum Match { any_of, all_of, part } match;  // part: of a name
     bool allows;
-    std::vector<std::string> names;  // each may begin with '!'; of a pattern: the one
+    std::vector<std::string> names;  // each may begin with '!'
 };
 
-// A <Limit>: for some commands, groups of commands or all.
+// A <Limit>: for READ, WRITE or ALL; or for others, which do not count here.
 struct Limit {
     std::vector<std::string> commands;
     bool deny_first = false;  // "Order deny,allow"
     std::vector<Rule> rules;
-    int line = 0;
 };
 
 // A <Directory>, an <Anonymous> or the server itself.
 struct Section {
     std::string path;
-    bool for_each_user = false;  // %u in the path is the user's name; not so in an <Anonymous>
     int line = 0;
-    Section* parent = nullptr;
+    Section* parent = nullptr;  // the one that it lies in, by the text of the paths
     std::vector<Limit> limits;  // the last one of the file first
-    // In the order in which the server searches.
-    std::vector<std::unique_ptr<Section>> folders;
-
-    // Of an <Anonymous>: the account, and further names for it.
-    std::string user;
-    std::vector<std::string> aliases;
 };
 
-// Brings the folders of the server or of an <Anonymous> from the order of the file, without any
-// nesting, into that in which the server searches.
-void arrange(Section* outer);
+// The <Directory> sections of the server or of its <Anonymous>.
+class Folders {
+  public:
+    // Adds one. Returns false when there is one of this path.
+    bool add(const std::string& path, int line, Section* outer);
+
+    // Finds out which section lies in which; once all are there.
+    void nest();
+
+    // The section of a path; NULL: it has none.
+    const Section* find(const std::string& path) const;
+
+    std::vector<std::string> paths() const;
+    Section& back() { return *sections_.back(); }
+
+  private:
+    using Numbers = std::vector<size_t>;
+    const Section* find_in(const Section* outer, const std::string& path) const;
+
+    std::vector<std::unique_ptr<Section>> sections_;  // in the order of the file
+    std::set<std::string> known_;                     // their paths
+    Section* outer_ = nullptr;
+    std::unordered_map<std::string, Numbers> by_name_;      // those without patterns
+    std::unordered_map<const Section*, Numbers> patterns_;  // those with, by what they lie in
+};
 
 // What somebody may do with the files of a folder.
 struct Given {
     bool read = false;
     bool write = false;
-    const Section* section = nullptr;  // that of the files, if they have one
-    // Those whose limits say so, if there are any.
-    const Section* read_by = nullptr;
-    const Section* write_by = nullptr;
 };
 
 class Server {
   public:
-    explicit Server(const std::string& text);
+    Server(const std::string& text, const Machine& machine);
+    Server(Server&&) = delete;  // its sections know each other
 
     // What the server refuses. It does not start if there is any.
     const std::vector<Remark>& errors() const { return errors_; }
+    // What is not understood.
+    const std::vector<Remark>& doubts() const { return doubts_; }
 
     // What each of the machine's people may do with the files of a folder.
-    std::vector<Given> give(const Machine& machine, const std::string& path) const;
+    std::vector<Given> give(const std::string& folder) const;
     // The same without an account.
-    Given give_without_account(const Machine& machine, const std::string& path) const;
-
-    // True when the <Directory> of this line of the file covers the files of a folder.
-    bool covers(int line, const std::string& folder) const;
+    Given give_without_account(const std::string& folder) const;
 
     // True when the logins of this name are anonymous ones.
-    bool takes_as_anonymous(const std::string& name) const;
-    bool has_anonymous() const { return !anonymous_.empty(); }
+    bool takes_as_anonymous(const std::string& name) const {
+        return anonymous_names_.contains(name);
+    }
 
     // True when a folder is one that clients can come to, whatever their rights.
     bool has(const std::string& folder) const;
@@ -79,11 +94,14 @@ class Server {
 
   private:
     friend class Parser;
-    Section main_;
-    std::vector<std::unique_ptr<Section>> anonymous_;
+
+    Crowd crowd_;
+    std::unique_ptr<Crowd> guest_;  // the account of anonymous logins; NULL: there are none
+    Section main_, anonymous_;
+    Folders folders_, anonymous_folders_;
+    std::set<std::string> anonymous_names_;
     std::string root_ = "/";  // DefaultRoot
-    bool root_login_ = false;
-    std::vector<Remark> errors_;
+    std::vector<Remark> errors_, doubts_;
 };
 
 }  // namespace tavrogen::access::ftp

@@ -1,60 +1,49 @@
-// Takes proftpd.conf apart as Debian 12's proftpd 1.3.8 does.
-//
-// The rules are those of its documentation (the pages "Configuring ProFTPD" and "Directives");
-// where it is silent, "Live:" marks what the server shows.
+// Takes proftpd.conf apart.
 #include "access/services/ftp.h"
 
 #include <algorithm>
-#include <regex.h>
-#include <string.h>
 #include <strings.h>
 
 namespace tavrogen::access::ftp {
 
 namespace {
 
-// The directives of the modules that Debian compiles in, and the two that only the appliance's own
-// server knows. Live: letters count in either case.
-constexpr char directives[] =
-    " "
-    "AccessDenyMsg AccessGrantMsg Allow AllowAll AllowChrootSymlinks AllowClass "
-    "AllowEmptyPasswords AllowFilter AllowForeignAddress AllowGroup AllowLogSymlinks "
-    "AllowOverride AllowOverwrite AllowRetrieveRestart AllowStoreRestart AllowUser "
-    "AnonAllowRobots AnonRejectPasswords AnonRequirePassword AuthAliasOnly AuthFileOptions "
-    "AuthGroupFile AuthOrder AuthPAM AuthPAMConfig AuthPAMOptions AuthUnixOptions "
-    "AuthUserFile AuthUsingAlias CapabilitiesEngine CapabilitiesRootRevoke CapabilitiesSet "
-    "CDPath CharsetLocal CharsetRemote CommandBufferSize ControlsACLs ControlsAuthFreshness "
-    "ControlsEngine ControlsInterval ControlsLog ControlsMaxClients ControlsSocket "
-    "ControlsSocketACL ControlsSocketOwner CreateHome DebugLevel DefaultAddress DefaultChdir "
-    "DefaultRoot DefaultServer DefaultTransferMode DeferWelcome Define DelayControlsACLs "
-    "DelayEngine DelayOnEvent DelayTable DeleteAbortedStores Deny DenyAll DenyClass "
-    "DenyFilter DenyGroup DenyUser DirFakeGroup DirFakeMode DirFakeUser DisplayChdir "
-    "DisplayConnect DisplayFileTransfer DisplayLogin DisplayQuit ExtendedLog FactsAdvertise "
-    "FactsDefault FactsOptions From FSCachePolicy FSOptions Group GroupOwner HiddenStores "
-    "HideFiles HideGroup HideNoAccess HideUser IgnoreHidden Include IncludeOptions "
-    "LangDefault LangEngine LangOptions LangPath ListOptions ListStyle LoadFile LoadModule "
-    "LogFormat LogOptions MasqueradeAddress MaxClients MaxClientsPerClass MaxClientsPerHost "
-    "MaxClientsPerUser MaxCommandRate MaxConnectionRate MaxConnectionsPerHost MaxHostsPerUser "
-    "MaxInstances MaxLoginAttempts MaxPasswordSize MaxRetrieveFileSize MaxStoreFileSize "
-    "MaxTransfersPerHost MaxTransfersPerUser ModuleControlsACLs ModuleOrder ModulePath "
-    "MultilineRFC2228 Order PassivePorts PathAllowFilter PathDenyFilter PersistentPasswd "
-    "PidFile Port ProcessTitles Protocols RegexOptions RequireValidShell RewriteHome "
-    "RLimitChroot RLimitCPU RLimitMemory RLimitOpenFiles RootLogin RootRevoke Satisfy "
-    "ScoreboardFile ScoreboardMutex ScoreboardScrub ServerAdmin ServerAlias ServerIdent "
-    "ServerLog ServerName ServerType SetEnv ShowSymlinks SocketBindTight SocketOptions "
-    "StoreUniquePrefix SyslogFacility SyslogLevel SystemLog TCPBackLog TCPNoDelay TimeoutIdle "
-    "TimeoutLinger TimeoutLogin TimeoutNoTransfer TimeoutSession TimeoutStalled TimesGMT "
-    "Trace TraceLog TraceOptions TransferLog TransferOptions TransferRate Umask UnsetEnv "
-    "UseEncoding UseFtpUsers UseGlobbing UseIPv6 UseLastlog User UserAlias UserDirRoot "
-    "UseReverseDNS UserOwner UserPassword UseSendfile WtmpLog ";
+// What the program writes outside of limits and nobody's rights depend on.
+constexpr const char* directives[] = {"ServerName",
+                                      "ServerType",
+                                      "DefaultServer",
+                                      "ServerIdent",
+                                      "AuthPAM",
+                                      "AuthPAMConfig",
+                                      "AuthOrder",
+                                      "Port",
+                                      "Umask",
+                                      "TimesGMT",
+                                      "UseReverseDNS",
+                                      "MaxInstances",
+                                      "User",
+                                      "Group",
+                                      "RootLogin",
+                                      "DefaultRoot",
+                                      "TimeoutIdle",
+                                      "TimeoutLogin",
+                                      "DefaultTransferMode",
+                                      "TimeoutNoTransfer",
+                                      "ShowSymLinks",
+                                      "CharsetLocal",
+                                      "CharsetRemote",
+                                      "ScoreboardFile",
+                                      "AllowStoreRestart",
+                                      "AllowOverwrite",
+                                      "AllowRetrieveRestart",
+                                      "SocketOptions",
+                                      "UserAlias",
+                                      "HideNoAccess",
+                                      "IgnoreHidden"};
 
+// Live: letters count in either case.
 bool same(const std::string& left, const char* right) {
     return strcasecmp(left.c_str(), right) == 0;
-}
-
-bool is_directive(const std::string& word) {
-    const std::string sought = ' ' + word + ' ';
-    return word.find(' ') == std::string::npos && strcasestr(directives, sought.c_str()) != nullptr;
 }
 
 // --- Lines and words.
@@ -101,8 +90,8 @@ std::vector<Line> split_lines(const std::string& text) {
     return lines;
 }
 
-// Live: %{env:NAME} stands for a variable of the server's environment, also inside a word. Which
-// variables there are is not known; this is what a start from root's shell gives.
+// Live: %{env:NAME} stands for a variable of the server's environment, also inside a word. Those
+// that every start has become a byte that no name has.
 void replace_variables(std::string* word) {
     size_t at = 0;
     while (word->size() > 7 && (at = word->find("%{env:", at)) != std::string::npos) {
@@ -110,7 +99,7 @@ void replace_variables(std::string* word) {
         if (end == std::string::npos)
             return;
         const std::string name = word->substr(at + 6, end - at - 6);
-        word->replace(at, end + 1 - at, name == "HOME" ? "/root" : name == "PATH" ? "/bin" : "");
+        word->replace(at, end + 1 - at, name == "HOME" || name == "PATH" ? "\x01" : "");
     }
 }
 
@@ -151,10 +140,8 @@ std::vector<std::string> split_names(const std::vector<std::string>& words) {
     std::vector<std::string> names;
     for (size_t word = 1; word < words.size(); ++word) {
         const std::string& text = words[word];
-        if (text.find(',') == std::string::npos) {
+        if (text.empty())
             names.push_back(text);
-            continue;
-        }
         for (size_t at = 0; at < text.size();) {
             const size_t end = std::min(text.find(',', at), text.size());
             if (end > at)
@@ -163,14 +150,6 @@ std::vector<std::string> split_names(const std::vector<std::string>& words) {
         }
     }
     return names;
-}
-
-bool is_pattern(const std::string& text) {
-    regex_t compiled;
-    if (regcomp(&compiled, text.c_str(), REG_EXTENDED | REG_NOSUB) != 0)
-        return false;
-    regfree(&compiled);
-    return true;
 }
 
 }  // namespace
@@ -187,26 +166,21 @@ class Parser {
             const auto words = split_words(line.text);
             if (words.empty())
                 continue;
-            if (skipping_ > 0 ? !skip(words[0]) : !read(words))
+            if (skipping_)
+                skipping_ = !same(words[0], "</IfModule>");
+            else if (!read(words))
                 recover_ = true;
         }
         line_ = 0;
-        if (contexts_.size() > 1 || skipping_ > 0)
+        if (inside_ || directory_ != nullptr || limit_ != nullptr)
             refuse("a section is not closed");
-        arrange(&server_.main_);
-        for (const auto& section : server_.anonymous_)
-            arrange(section.get());
+        if (!server_.doubts_.empty())
+            server_.errors_.clear();  // they may be wrong, too
+        server_.folders_.nest();
+        server_.anonymous_folders_.nest();
     }
 
   private:
-    enum class Kind { server, anonymous, directory, limit };
-    struct Context {
-        Kind kind;
-        Section* section;
-        const char* closing;
-        bool has_content = false;
-    };
-
     bool refuse(const std::string& text) {
         if (!recover_)  // else it follows from the last refusal
             server_.errors_.push_back({line_, true, text});
@@ -215,125 +189,106 @@ class Parser {
 
     bool refuse_here(const std::string& word) { return refuse(word + " is not allowed here"); }
 
+    bool doubt() {
+        if (server_.doubts_.empty())
+            server_.doubts_.push_back({line_, false, not_understood});
+        return true;
+    }
+
+    Section& section() {
+        return directory_ != nullptr ? *directory_ : inside_ ? server_.anonymous_ : server_.main_;
+    }
+
     // After a refusal, reading goes on at the next section, for the sake of further refusals.
     void recover(const std::string& word) {
         const bool outermost = same(word, "<Anonymous>") || same(word, "</Anonymous>");
         if (!recover_ || (!outermost && !same(word, "<Directory>")))
             return;
-        while (contexts_.size() > 1 &&
-               (contexts_.back().kind == Kind::limit || contexts_.back().kind == Kind::directory ||
-                same(word, "<Anonymous>")))
-            contexts_.pop_back();
+        limit_ = nullptr;
+        directory_ = nullptr;
+        inside_ = inside_ && !same(word, "<Anonymous>");
         recover_ = false;
     }
 
-    bool skip(const std::string& word) {
-        if (same(word, "<IfModule>") || same(word, "<IfDefine>") || same(word, "<VirtualHost>") ||
-            same(word, "<Class>"))
-            ++skipping_;
-        if (same(word, "</IfModule>") || same(word, "</IfDefine>") ||
-            same(word, "</VirtualHost>") || same(word, "</Class>"))
-            --skipping_;
-        return true;
-    }
-
     bool read(const std::vector<std::string>& words) {
-        recover(words[0]);
-        if (words[0].starts_with("</"))
-            return close(words);
-        here().has_content = true;
-        if (words[0].starts_with('<'))
-            return open(words);
-        return read_directive(words);
-    }
-
-    Context& here() { return contexts_.back(); }
-    bool is_here(Kind kind) { return here().kind == kind; }
-
-    bool close(const std::vector<std::string>& words) {
-        if (same(words[0], "</Global>") && is_here(Kind::server))
-            return true;
-        if (contexts_.size() == 1 || !same(words[0], here().closing))
-            return refuse_here(words[0]);
-        // Debian's server refuses "</Limit READ>"; the appliance's own takes it.
-        if (words.size() > 1 && !is_here(Kind::limit))
-            return refuse(words[0] + " has a word too many");
-        // Live: a <Directory> without a word in it does not count.
-        if (is_here(Kind::directory) && !here().has_content)
-            contexts_[contexts_.size() - 2].section->folders.pop_back();
-        contexts_.pop_back();
-        return true;
-    }
-
-    bool open(const std::vector<std::string>& words) {
         const std::string& word = words[0];
-        if (same(word, "<Global>"))  // holds for all servers, of which there is one
-            return is_here(Kind::server) || refuse_here(word);
+        recover(word);
+        if (word.starts_with("</"))
+            return close(words);
         if (same(word, "<Limit>"))
             return open_limit(words);
         if (same(word, "<Directory>"))
             return open_directory(words);
         if (same(word, "<Anonymous>"))
             return open_anonymous(words);
-        // None of the modules that are asked about are compiled in, nothing is defined, and other
-        // servers' rules are not this one's.
-        if (skip(word) && skipping_ > 0)
+        if (same(word, "<IfModule>"))  // of TLS, which has no part in this
+            return skipping_ = true;
+        if (word.starts_with('<') && word.ends_with('>'))
+            return doubt();
+        return read_directive(words);
+    }
+
+    bool close(const std::vector<std::string>& words) {
+        // Debian's server refuses "</Limit READ>"; the appliance's own takes it.
+        if (limit_ != nullptr && same(words[0], "</Limit>")) {
+            limit_ = nullptr;
             return true;
-        return refuse("unknown directive \"" + word + '"');
+        }
+        const bool is_directory = directory_ != nullptr && same(words[0], "</Directory>");
+        const bool is_anonymous =
+            directory_ == nullptr && inside_ && same(words[0], "</Anonymous>");
+        if (limit_ != nullptr || (!is_directory && !is_anonymous))
+            return refuse_here(words[0]);
+        if (words.size() > 1)
+            return refuse(words[0] + " has a word too many");
+        directory_ = nullptr;
+        inside_ = inside_ && is_directory;
+        return true;
     }
 
     bool open_limit(const std::vector<std::string>& words) {
-        if (is_here(Kind::limit))
+        if (limit_ != nullptr)
             return refuse("a <Limit> begins inside another");
         if (words.size() < 2)
             return refuse("a <Limit> names no command");
-        Section* section = here().section;
-        section->limits.insert(section->limits.begin(), Limit());
-        Limit& limit = section->limits.front();
-        limit.line = line_;
-        limit.commands.assign(words.begin() + 1, words.end());
-        contexts_.push_back({Kind::limit, section, "</Limit>"});
+        auto& limits = section().limits;
+        limits.insert(limits.begin(), Limit());
+        limit_ = &limits.front();
+        for (size_t word = 1; word < words.size(); ++word) {
+            limit_->commands.push_back(words[word]);
+            for (char& letter : limit_->commands.back())
+                letter = static_cast<char>(toupper(letter));
+            const std::string& command = limit_->commands.back();
+            if (command != "ALL" && command != "READ" && command != "WRITE" &&
+                command != "SITE_CHMOD")
+                doubt();
+        }
         return true;
     }
 
     bool open_directory(const std::vector<std::string>& words) {
-        if (is_here(Kind::limit) || is_here(Kind::directory))
+        if (limit_ != nullptr || directory_ != nullptr)
             return refuse("a <Directory> begins inside another section");
         if (words.size() < 2)
             return refuse("a <Directory> has no path");
-        Section* outer = here().section;
-        std::string path = words[1];
-        if (!path.starts_with('/') && !path.starts_with('~')) {
-            if (!is_here(Kind::anonymous))
-                return refuse("the path of a <Directory> does not begin with a slash");
-            path = outer->path + '/' + path;
-        }
-        const auto is_same = [&](const auto& other) { return other->path == path; };
+        if (!words[1].starts_with('/'))
+            return doubt();
         // Live: inside <Anonymous>, a path may be there twice.
-        if (is_here(Kind::server) &&
-            std::any_of(outer->folders.begin(), outer->folders.end(), is_same))
-            return refuse("there are two <Directory> sections for \"" + path + '"');
-        auto section = std::make_unique<Section>();
-        section->path = path;
-        section->for_each_user = is_here(Kind::server) && path.find("%u") != std::string::npos;
-        section->line = line_;
-        section->parent = outer;
-        contexts_.push_back({Kind::directory, section.get(), "</Directory>"});
-        outer->folders.push_back(std::move(section));
+        Folders& folders = inside_ ? server_.anonymous_folders_ : server_.folders_;
+        if (!folders.add(words[1], line_, &section()) && !inside_)
+            return refuse("there are two <Directory> sections for \"" + words[1] + '"');
+        directory_ = &folders.back();
         return true;
     }
 
     bool open_anonymous(const std::vector<std::string>& words) {
-        if (!is_here(Kind::server))
+        if (inside_ || limit_ != nullptr || directory_ != nullptr)
             return refuse("an <Anonymous> begins inside another section");
         if (words.size() < 2)
             return refuse("an <Anonymous> has no path");
-        auto section = std::make_unique<Section>();
-        section->path = words[1];
-        section->line = line_;
-        section->parent = &server_.main_;
-        contexts_.push_back({Kind::anonymous, section.get(), "</Anonymous>"});
-        server_.anonymous_.push_back(std::move(section));
+        inside_ = true;
+        server_.anonymous_.parent = &server_.main_;
+        server_.anonymous_.path = words[1];
         return true;
     }
 
@@ -352,70 +307,72 @@ class Parser {
                 return read_rule(words, {row.subject, Rule::any_of, row.allows, {}});
         if (same(words[0], "Order"))
             return read_order(words);
-        if (!is_directive(words[0]))
-            return refuse("unknown directive \"" + words[0] + '"');
+        const auto is_word = [&](const char* name) { return same(words[0], name); };
+        if (std::none_of(std::begin(directives), std::end(directives), is_word)) {
+            const bool is_name = limit_ == nullptr && words.size() > 1 && isupper(words[0][0]) &&
+                                 std::all_of(words[0].begin(), words[0].end(), isalnum);
+            return is_name ? doubt() : refuse("unknown directive \"" + words[0] + '"');
+        }
         if (words.size() < 2)
             return true;
-        if (is_here(Kind::anonymous) && same(words[0], "User"))
-            here().section->user = words[1];
-        if (is_here(Kind::anonymous) && same(words[0], "UserAlias") && words.size() > 2)
-            here().section->aliases.push_back(words[1]);
-        if (is_here(Kind::server) && same(words[0], "DefaultRoot") && words.size() == 2 &&
-            words[1].starts_with('/'))
-            server_.root_ = words[1];
-        if (is_here(Kind::server) && same(words[0], "RootLogin"))
-            server_.root_login_ = same(words[1], "on");
+        if (inside_ && (is_word("User") || is_word("UserAlias")))
+            server_.anonymous_names_.insert(words[1]);
+        if (!inside_ && is_word("DefaultRoot"))
+            words[1].starts_with('/') ? void(server_.root_ = words[1]) : void(doubt());
         return true;
     }
 
     // Live: without a word about it, one name of the users suffices, and all groups are needed.
     // Such a word is itself one of the names, and counts only before another word.
     bool read_rule(const std::vector<std::string>& words, Rule rule) {
-        if (!is_here(Kind::limit))
-            return (rule.subject == Rule::everybody && contexts_.size() > 1) ||
-                   refuse_here(words[0]);
+        if (limit_ == nullptr)
+            return rule.subject == Rule::everybody ? doubt() : refuse_here(words[0]);
         rule.match = rule.subject == Rule::group ? Rule::all_of : Rule::any_of;
         if (rule.subject == Rule::everybody ? words.size() > 1 : words.size() < 2)
             return refuse(words[0] + " has the wrong number of words");
         const std::string how = words.size() > 2 ? words[1] : "";
+        rule.names = split_names(words);
         if (same(how, "regex")) {
-            rule.match = Rule::pattern;
+            rule.match = Rule::part;
+            rule.names = {words[2]};
             if (words.size() > 3)
                 return refuse(words[0] + " has the wrong number of words");
-            if (!is_pattern(words[2]))
-                return refuse(words[0] + " has no valid pattern");
-            rule.names = {words[2]};
-        } else {
-            rule.match = same(how, "or")    ? Rule::any_of
-                         : same(how, "and") ? Rule::all_of
-                                            : rule.match;
-            rule.names = split_names(words);
+            if (words[2].find_first_of("\\^$.[]()|*+?{}") != std::string::npos)
+                return doubt();
+        } else if (same(how, "or")) {
+            rule.match = Rule::any_of;
+        } else if (same(how, "and")) {
+            rule.match = Rule::all_of;
         }
-        here().section->limits.front().rules.push_back(rule);
+        limit_->rules.push_back(rule);
         return true;
     }
 
     bool read_order(const std::vector<std::string>& words) {
-        if (!is_here(Kind::limit))
+        if (limit_ == nullptr)
             return refuse_here(words[0]);
-        std::string order;
-        for (size_t word = 1; word < words.size(); ++word)
-            order += words[word];
-        if (!same(order, "deny,allow") && !same(order, "allow,deny"))
-            return refuse("Order has no valid value");
-        here().section->limits.front().deny_first = same(order, "deny,allow");
-        return true;
+        limit_->deny_first = words.size() == 2 && same(words[1], "deny,allow");
+        return limit_->deny_first || doubt();
     }
 
     Server& server_;
-    std::vector<Context> contexts_ = {{Kind::server, &server_.main_, ""}};
+    bool inside_ = false;           // the <Anonymous>
+    Section* directory_ = nullptr;  // that is open
+    Limit* limit_ = nullptr;        // that is open
     int line_ = 0;
-    int skipping_ = 0;  // sections that do not count
+    bool skipping_ = false;
     bool recover_ = false;
 };
 
-Server::Server(const std::string& text) {
+Server::Server(const std::string& text, const Machine& machine) : crowd_(machine.people()) {
     Parser(this).parse(text);
+    if (anonymous_.path.empty())
+        return;
+    Person guest = {"guest", {}, ""};
+    for (const Person& person : machine.people())
+        if (person.name == guest.name)
+            guest = person;
+    guest_ = std::make_unique<Crowd>(std::vector<Person>{guest});
 }
 
 }  // namespace tavrogen::access::ftp

@@ -23,7 +23,7 @@ struct Origin {
 class Judge {
   public:
     Judge(const Machine& machine, const std::string& text)
-        : machine_(machine), server_(text), shares_(intended_shares(machine)) {
+        : machine_(machine), server_(text, machine), shares_(intended_shares(machine)) {
         for (const IntendedShare& share : shares_)
             share_folders_.insert(plain_path(share.folder));
         if (!server_.errors().empty())
@@ -115,8 +115,8 @@ class Judge {
     void check(const IntendedShare& share) {
         const bool served = share.services.contains(Service::ftp);
         const auto& people = machine_.people();
-        const auto all = server_.give(machine_, share.folder);
-        const Right guest = right_of(server_.give_without_account(machine_, share.folder));
+        const auto all = server_.give(share.folder);
+        const Right guest = right_of(server_.give_without_account(share.folder));
         std::vector<Right> given;
         for (size_t person = 0; person < people.size(); ++person) {
             given.push_back(right_of(all[person]));
@@ -140,11 +140,11 @@ class Judge {
     // Who may read a folder; empty: nobody.
     std::string readers_of(const std::string& folder) const {
         std::vector<size_t> readers;
-        const auto all = server_.give(machine_, folder);
+        const auto all = server_.give(folder);
         for (size_t person = 0; person < all.size(); ++person)
             if (all[person].read)
                 readers.push_back(person);
-        const bool guests = server_.give_without_account(machine_, folder).read;
+        const bool guests = server_.give_without_account(folder).read;
         if (readers.empty())
             return guests ? "anyone without an account may read" : "";
         return in_words(machine_, readers) + " may read" +
@@ -181,7 +181,7 @@ class Judge {
         std::vector<std::string> names;
         for (const IntendedShare& share : shares_)
             if (share.guest != Right::none &&
-                right_of(server_.give_without_account(machine_, share.folder)) != Right::none)
+                right_of(server_.give_without_account(share.folder)) != Right::none)
                 names.push_back(share.name);
         if (!names.empty())
             differences_.push_back({Service::ftp, Effect::exposes, info_file, anonymous.line,

@@ -1,12 +1,10 @@
 // Reads /etc/proftpd/proftpd.conf back as the FTP server does.
 #include "access/services/ftp.h"
 
-#include <algorithm>
-
 namespace tavrogen::access {
 
 static Right right_of(const ftp::Given& given) {
-    return static_cast<Right>((given.read ? 1 : 0) + (given.write ? 2 : 0));
+    return static_cast<Right>((given.read ? 1 : 0) | (given.write ? 2 : 0));
 }
 
 Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>& folders) {
@@ -14,10 +12,10 @@ Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>
     const auto text = machine.file("/etc/proftpd/proftpd.conf");
     if (!text)
         return reading;
-    const ftp::Server server(*text);
+    const ftp::Server server(*text, machine);
     reading.present = true;
-    reading.remarks = server.errors();
     reading.starts = server.errors().empty();
+    reading.remarks = reading.starts ? server.doubts() : server.errors();
     if (!reading.starts)
         return reading;
     std::set<std::string> asked(folders.begin(), folders.end());
@@ -25,14 +23,15 @@ Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>
         if (path.find_first_of("*?[\\%") == std::string::npos && machine.is_directory(path))
             asked.insert(path);
     for (const std::string& folder : asked) {
+        if (!server.has(folder))
+            continue;
         Grant grant;
         grant.service = Service::ftp;
         grant.folder = folder;
-        for (const ftp::Given& given : server.give(machine, folder))
+        for (const ftp::Given& given : server.give(folder))
             grant.people.push_back(right_of(given));
-        grant.guest = right_of(server.give_without_account(machine, folder));
-        if (server.has(folder))
-            reading.grants.push_back(grant);
+        grant.guest = right_of(server.give_without_account(folder));
+        reading.grants.push_back(grant);
     }
     return reading;
 }

@@ -1,13 +1,8 @@
-// Whom the sections of proftpd.conf let in, by the rules of Debian 12's proftpd 1.3.8.
-//
-// The rules are those of its documentation (the pages "Configuring <Limits>" and "Configuring a
-// <Directory>"); where it is silent, "Live:" marks what logins to the server show.
+// Whom the sections of proftpd.conf let in.
 #include "access/services/ftp.h"
 
 #include <algorithm>
 #include <fnmatch.h>
-#include <regex.h>
-#include <strings.h>
 
 namespace tavrogen::access::ftp {
 
@@ -15,86 +10,25 @@ namespace {
 
 // --- The order of <Directory> sections.
 
+constexpr char wildcards[] = "*?[\\";
+
+std::string without_end(const std::string& path, const char* end) {
+    return path.substr(0, path.find_last_not_of(end) + 1);
+}
+
 size_t common_length(const std::string& left, const std::string& right) {
-    size_t length = 0;
-    while (length < left.size() && length < right.size() && left[length] == right[length])
-        ++length;
-    return length;
+    const auto [at, other] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+    return static_cast<size_t>(at - left.begin());
 }
-
-// The section that a path lies in, by the text of the paths alone.
-Section* closest(const std::vector<std::unique_ptr<Section>>& sections, const Section& inner,
-                 size_t* length) {
-    Section* found = nullptr;
-    *length = 0;
-    for (const auto& section : sections) {
-        if (section.get() == &inner)
-            continue;
-        const std::string& path = section->path;
-        const size_t last = path.find_last_not_of("*/");
-        const size_t size = last == std::string::npos ? 0 : last + 1;
-        if (size >= inner.path.size() || inner.path[size] != '/' ||
-            inner.path.compare(0, size, path, 0, size) != 0)
-            continue;
-        size_t deeper_length = 0;
-        Section* deeper = closest(section->folders, inner, &deeper_length);
-        const size_t own_length = common_length(inner.path, path);
-        if (deeper == nullptr && own_length > *length) {
-            found = section.get();
-            *length = own_length;
-        } else if (deeper_length > *length) {
-            found = deeper;
-            *length = deeper_length;
-        }
-    }
-    return found;
-}
-
-// Live: each section moves into the closest one around it, and becomes its first. Those that are
-// another one for each user stay outside.
-void nest(Section* outer) {
-    std::vector<Section*> all;
-    for (const auto& section : outer->folders)
-        all.push_back(section.get());
-    for (Section* section : all) {
-        size_t length = 0;
-        Section* parent =
-            section->for_each_user ? nullptr : closest(outer->folders, *section, &length);
-        if (parent == nullptr)
-            continue;
-        const auto at = std::find_if(outer->folders.begin(), outer->folders.end(),
-                                     [&](const auto& owner) { return owner.get() == section; });
-        parent->folders.insert(parent->folders.begin(), std::move(*at));
-        outer->folders.erase(at);
-        section->parent = parent;
-    }
-    for (const auto& section : outer->folders)
-        nest(section.get());
-}
-
-// --- The section of a path.
 
 // Live: a '[' without its ']' matches nothing, where fnmatch(3) takes it as it is.
 bool has_open_bracket(const std::string& pattern) {
-    for (size_t at = 0; at < pattern.size(); ++at) {
-        if (pattern[at] == '\\') {
-            ++at;
-            continue;
-        }
-        if (pattern[at] != '[')
-            continue;
-        size_t end = at + 1;
-        end += end < pattern.size() && (pattern[end] == '!' || pattern[end] == '^');
-        end = pattern.find(']', end + 1);
-        if (end == std::string::npos)
-            return true;
-        at = end;
-    }
-    return false;
+    const size_t open = pattern.rfind('[');
+    return open != std::string::npos && pattern.find(']', open + 2) == std::string::npos;
 }
 
 bool matches(const std::string& pattern, const std::string& path) {
-    const size_t literal = std::min(pattern.find_first_of("*?[\\"), pattern.size());
+    const size_t literal = std::min(pattern.find_first_of(wildcards), pattern.size());
     if (pattern.compare(0, literal, path, 0, literal) != 0)
         return false;
     if (literal + 1 == pattern.size() && pattern.back() == '*')
@@ -103,143 +37,95 @@ bool matches(const std::string& pattern, const std::string& path) {
     return !has_open_bracket(pattern) && fnmatch(pattern.c_str(), path.c_str(), 0) == 0;
 }
 
-bool covers(const Section& section, const std::string& path, const std::string& user) {
-    std::string name = section.path;
-    for (size_t at = 0; section.for_each_user && (at = name.find("%u", at)) != std::string::npos;
-         at += user.size())
-        name.replace(at, 2, user);
-    if (name.ends_with("/*"))
-        return name == path || matches(name, path);
-    while (name.size() > 1 && name.ends_with('/'))
-        name.pop_back();
-    const std::string inside = name + (name == "/" ? "*" : "/*");
+// Of a section whose path is a pattern.
+bool covers(const std::string& section, const std::string& path) {
+    if (section.ends_with("/*"))
+        return section == path || matches(section, path);
+    const std::string name = without_end(section, "/");
     // Live: only a pattern covers the folder itself otherwise than by its very name.
-    return name == path || matches(inside, path) ||
-           (name.find_first_of("*?[") != std::string::npos && matches(inside, path + '/'));
+    return name == path || matches(name + "/*", path) ||
+           (name.find_first_of("*?[") != std::string::npos && matches(name + "/*", path + '/'));
 }
 
-const Section* section_of(const Section& outer, const std::string& path, const std::string& user) {
-    for (const auto& section : outer.folders) {
-        if (!covers(*section, path, user))
-            continue;
-        const Section* inner = section_of(*section, path, user);
-        return inner != nullptr ? inner : section.get();
+// --- Limits.
+
+using Mask = std::vector<char>;  // one for each of the people
+
+// Counts for each how many names of a rule mean him: NAME, or all but him by "!NAME".
+std::vector<size_t> hits_of(const Rule& rule, const Crowd& crowd) {
+    std::vector<size_t> hits(crowd.people().size());
+    const auto fits = [&](const std::string& name) {
+        return name.find(rule.names[0]) != std::string::npos;
+    };
+    for (size_t person = 0; person < hits.size() && rule.match == Rule::part; ++person) {
+        const auto& [name, groups, primary, is_group] = crowd.people()[person];
+        hits[person] = rule.subject == Rule::user ? fits(name)
+                                                  : std::any_of(groups.begin(), groups.end(), fits);
     }
-    return nullptr;
-}
-
-// --- Limits ("Configuring <Limits>").
-
-bool matches_pattern(const std::string& pattern, const std::string& name) {
-    regex_t compiled;
-    if (regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB) != 0)
-        return false;
-    const bool found = regexec(&compiled, name.c_str(), 0, nullptr, 0) == 0;
-    regfree(&compiled);
-    return found;
-}
-
-struct Visitor {
-    std::string user;
-    const std::vector<std::string>* groups;
-};
-
-bool is_meant(const Rule& rule, const std::string& name, const Visitor& visitor) {
-    const bool negated = name.starts_with('!');
-    const std::string_view plain = std::string_view(name).substr(negated);
-    const bool found = rule.subject == Rule::user
-                           ? plain == visitor.user
-                           : std::count(visitor.groups->begin(), visitor.groups->end(), plain) > 0;
-    return found != negated;
-}
-
-bool is_meant(const Rule& rule, const Visitor& visitor) {
-    const auto meant = [&](const std::string& name) { return is_meant(rule, name, visitor); };
-    if (rule.subject == Rule::everybody)
-        return true;
-    if (rule.match == Rule::pattern) {
-        const auto fits = [&](const std::string& name) {
-            return matches_pattern(rule.names[0], name);
-        };
-        return rule.subject == Rule::user
-                   ? fits(visitor.user)
-                   : std::any_of(visitor.groups->begin(), visitor.groups->end(), fits);
+    if (rule.match == Rule::part)
+        return hits;
+    for (const std::string& name : rule.names) {
+        const bool negated = name.starts_with('!');
+        const std::string plain = name.substr(negated);
+        for (size_t& one : hits)
+            one += negated;
+        for (const size_t person :
+             rule.subject == Rule::user ? crowd.account(plain) : crowd.group(plain))
+            negated ? --hits[person] : ++hits[person];
     }
-    return rule.match == Rule::any_of ? std::any_of(rule.names.begin(), rule.names.end(), meant)
-                                      : std::all_of(rule.names.begin(), rule.names.end(), meant);
+    return hits;
 }
 
-// Whether the lines that let in, or those that keep out, mean a visitor. Live: a list without a
-// name means everybody if it is the last one of its kind, nobody otherwise.
-bool is_meant(const Limit& limit, bool allows, const Visitor& visitor) {
+// Whom the lines that let in, or those that keep out, mean. Live: a list without a name means
+// everybody if it is the last one of its kind, nobody otherwise.
+Mask meant(const Limit& limit, bool allows, const Crowd& crowd) {
+    Mask mask(crowd.people().size());
     bool empty[] = {false, false, false};  // by subject: the last list names nobody
+    bool all = false;
     for (const Rule& rule : limit.rules) {
         if (rule.allows != allows)
             continue;
-        const bool names_somebody = rule.subject == Rule::everybody || !rule.names.empty();
-        if (names_somebody && is_meant(rule, visitor))
-            return true;
-        empty[rule.subject] = !names_somebody;
+        all = all || rule.subject == Rule::everybody;
+        empty[rule.subject] = rule.subject != Rule::everybody && rule.names.empty();
+        const auto hits = hits_of(rule, crowd);
+        const size_t wanted = rule.match == Rule::all_of ? rule.names.size() : 1;
+        for (size_t person = 0; person < hits.size() && !empty[rule.subject]; ++person)
+            mask[person] |= hits[person] >= wanted;
     }
-    return empty[Rule::user] || empty[Rule::group];
+    if (all || empty[Rule::user] || empty[Rule::group])
+        mask.assign(mask.size(), 1);
+    return mask;
 }
 
-enum class Word { none, allowed, denied };
-
-Word word_of(const Limit& limit, const Visitor& visitor) {
-    const bool allowed = is_meant(limit, true, visitor);
-    const bool denied = is_meant(limit, false, visitor);
-    if (limit.deny_first)
-        return denied || !allowed ? Word::denied : Word::allowed;
-    return allowed ? Word::allowed : denied ? Word::denied : Word::none;
+// Who may do what a command stands for. A section's own word counts before that of the section
+// around it, the server's comes last; and the command's own limits count before those of ALL.
+Mask allowed(const Section* section, const char* command, const Crowd& crowd) {
+    Mask decided(crowd.people().size()), allowed(decided.size(), 1);
+    for (const std::string_view sought : {command, "ALL"})
+        for (const Section* at = section; at != nullptr; at = at->parent)
+            for (const Limit& limit : at->limits) {
+                if (std::find(limit.commands.begin(), limit.commands.end(), sought) ==
+                        limit.commands.end() ||
+                    (limit.rules.empty() && !limit.deny_first))
+                    continue;
+                const Mask in = meant(limit, true, crowd), out = meant(limit, false, crowd);
+                for (size_t person = 0; person < decided.size(); ++person) {
+                    if (decided[person])
+                        continue;
+                    decided[person] = limit.deny_first || in[person] || out[person];
+                    if (decided[person])
+                        allowed[person] = in[person] && !(limit.deny_first && out[person]);
+                }
+            }
+    return allowed;
 }
 
-struct Decision {
-    Word word = Word::none;
-    const Section* section = nullptr;
-};
-
-// A section's own word counts before that of the section around it, the server's comes last.
-Decision decide(const Section* section, const char* command, const Visitor& visitor) {
-    for (; section != nullptr; section = section->parent)
-        for (const Limit& limit : section->limits) {
-            const auto named = [&](const std::string& name) {
-                return strcasecmp(name.c_str(), command) == 0;
-            };
-            if (std::none_of(limit.commands.begin(), limit.commands.end(), named))
-                continue;
-            const Word word = word_of(limit, visitor);
-            if (word != Word::none)
-                return {word, section};
-        }
-    return {};
-}
-
-// A command's own limits count before those of its group, and those before ALL.
-Decision decide(const Section* section, std::initializer_list<const char*> commands,
-                const Visitor& visitor) {
-    for (const char* command : commands)
-        if (const Decision decision = decide(section, command, visitor);
-            decision.word != Word::none)
-            return decision;
-    return {Word::allowed, nullptr};
-}
-
-bool has_user_paths(const Section& outer) {
-    return std::any_of(outer.folders.begin(), outer.folders.end(), [](const auto& section) {
-        return section->for_each_user || has_user_paths(*section);
-    });
-}
-
-// `section` is that of the folder's files, or NULL.
-Given given_by(const Section& outer, const Section* section, const Visitor& visitor) {
-    if (decide(&outer, "LOGIN", visitor).word == Word::denied)
-        return {};
-    const Section* rules = section != nullptr ? section : &outer;
-    const Decision read = decide(rules, {"RETR", "READ", "ALL"}, visitor);
-    const Decision write = decide(rules, {"STOR", "WRITE", "ALL"}, visitor);
-    return {read.word == Word::allowed, write.word == Word::allowed, section, read.section,
-            write.section};
+std::vector<Given> given_by(const Section& section, const Crowd& crowd) {
+    const Mask read = allowed(&section, "READ", crowd), write = allowed(&section, "WRITE", crowd);
+    std::vector<Given> given;
+    for (size_t person = 0; person < read.size(); ++person)
+        given.push_back({read[person] != 0, write[person] != 0});
+    return given;
 }
 
 bool is_below(const std::string& folder, const std::string& root) {
@@ -248,92 +134,106 @@ bool is_below(const std::string& folder, const std::string& root) {
 
 }  // namespace
 
-void arrange(Section* outer) {
-    // Live: the last section of the file is searched first.
-    std::reverse(outer->folders.begin(), outer->folders.end());
-    nest(outer);
+bool Folders::add(const std::string& path, int line, Section* outer) {
+    outer_ = outer;
+    sections_.push_back(std::make_unique<Section>());
+    sections_.back()->path = path;
+    sections_.back()->line = line;
+    return known_.insert(path).second;
 }
 
-bool Server::takes_as_anonymous(const std::string& name) const {
-    return std::any_of(anonymous_.begin(), anonymous_.end(), [&](const auto& section) {
-        return section->user == name ||
-               std::count(section->aliases.begin(), section->aliases.end(), name) > 0;
-    });
-}
-
-std::vector<Given> Server::give(const Machine& machine, const std::string& path) const {
-    const std::string folder = plain_path(path);
-    const Given anonymous = give_without_account(machine, path);
-    const bool same_for_all = !has_user_paths(main_);
-    const Section* section = section_of(main_, folder + "/file", "");
-    std::vector<Given> all;
-    for (const Person& person : machine.people()) {
-        Given& given = all.emplace_back();
-        if (takes_as_anonymous(person.name)) {
-            given = anonymous;
-            continue;
+// Live: each section lies in the closest one around it, by the text of the paths alone. Those that
+// are another one for each user ("%u") cover no folder that is asked about here.
+void Folders::nest() {
+    std::unordered_map<std::string, Numbers> by_base;
+    for (size_t number = sections_.size(); number-- > 0;)
+        by_base[without_end(sections_[number]->path, "*/")].push_back(number);
+    for (size_t number = 0; number < sections_.size(); ++number) {
+        Section& section = *sections_[number];
+        const std::string& path = section.path;
+        section.parent = outer_;
+        for (size_t slash = path.rfind('/');
+             section.parent == outer_ && slash<path.size(); slash = slash> 0
+                 ? path.rfind('/', slash - 1)
+                 : std::string::npos) {
+            size_t length = 0;
+            for (const size_t other : by_base[path.substr(0, slash)])
+                if (const size_t common = common_length(path, sections_[other]->path);
+                    other != number && common > length) {
+                    section.parent = sections_[other].get();
+                    length = common;
+                }
         }
-        if (!is_below(folder, root_) || (person.name == "root" && !root_login_))
-            continue;
-        if (!same_for_all)
-            section = section_of(main_, folder + "/file", person.name);
-        given = given_by(main_, section, {person.name, &person.groups});
+        if (outer_->parent == nullptr && path.find("%u") != std::string::npos)
+            continue;  // not so of the <Anonymous>
+        if (path.find_first_of(wildcards) != std::string::npos)
+            patterns_[section.parent].push_back(number);
+        else
+            by_name_[without_end(path, "/")].push_back(number);
     }
-    return all;
 }
 
-Given Server::give_without_account(const Machine& machine, const std::string& path) const {
-    const std::string folder = plain_path(path);
-    Given most;
-    for (const auto& section : anonymous_) {
-        if (!is_below(folder, section->path))
-            continue;
-        const std::vector<std::string> no_groups;
-        Visitor visitor = {section->user, &no_groups};
-        for (const Person& person : machine.people())
-            if (person.name == section->user)
-                visitor.groups = &person.groups;
-        const Given given =
-            given_by(*section, section_of(*section, folder + "/file", section->user), visitor);
-        if (given.read + given.write > most.read + most.write || most.section == nullptr)
-            most = given;
-    }
-    return most;
+// Live: of the outermost sections that cover a path the last one of the file is taken, of the
+// others the first one.
+const Section* Folders::find_in(const Section* outer, const std::string& path) const {
+    size_t best = sections_.size();
+    const auto take = [&](size_t number) {
+        if (best == sections_.size() || (outer == outer_ ? number > best : number < best))
+            best = number;
+    };
+    for (size_t end = path.size(); end != std::string::npos;
+         end = end > 0 ? path.rfind('/', end - 1) : end - 1)
+        if (const auto at = by_name_.find(path.substr(0, end)); at != by_name_.end())
+            for (const size_t number : at->second)
+                if (sections_[number]->parent == outer)
+                    take(number);
+    if (const auto at = patterns_.find(outer); at != patterns_.end())
+        for (const size_t number : at->second)
+            if (covers(sections_[number]->path, path))
+                take(number);
+    if (best == sections_.size())
+        return nullptr;
+    const Section* inner = find_in(sections_[best].get(), path);
+    return inner != nullptr ? inner : sections_[best].get();
+}
+
+const Section* Folders::find(const std::string& path) const {
+    return find_in(outer_, path);
+}
+
+std::vector<std::string> Folders::paths() const {
+    std::vector<std::string> paths;
+    for (const auto& section : sections_)
+        paths.push_back(section->path);
+    return paths;
 }
 
 bool Server::has(const std::string& folder) const {
     return is_below(plain_path(folder), root_);
 }
 
-static const Section* section_at(const Section& outer, int line) {
-    for (const auto& section : outer.folders) {
-        if (section->line == line)
-            return section.get();
-        if (const Section* inner = section_at(*section, line))
-            return inner;
-    }
-    return nullptr;
+std::vector<Given> Server::give(const std::string& folder) const {
+    if (!has(folder))
+        return std::vector<Given>(crowd_.people().size());
+    const Section* section = folders_.find(plain_path(folder) + "/file");
+    auto all = given_by(section != nullptr ? *section : main_, crowd_);
+    for (const std::string& name : anonymous_names_)
+        for (const size_t person : crowd_.account(name))
+            all[person] = give_without_account(folder);
+    return all;
 }
 
-bool Server::covers(int line, const std::string& folder) const {
-    const Section* section = section_at(main_, line);
-    for (size_t number = 0; section == nullptr && number < anonymous_.size(); ++number)
-        section = section_at(*anonymous_[number], line);
-    return section != nullptr && ftp::covers(*section, plain_path(folder) + "/file", "\n");
-}
-
-static void collect_paths(const Section& section, std::vector<std::string>* paths) {
-    for (const auto& folder : section.folders) {
-        paths->push_back(folder->path);
-        collect_paths(*folder, paths);
-    }
+Given Server::give_without_account(const std::string& folder) const {
+    if (!guest_ || !is_below(plain_path(folder), anonymous_.path))
+        return {};
+    const Section* section = anonymous_folders_.find(plain_path(folder) + "/file");
+    return given_by(section != nullptr ? *section : anonymous_, *guest_)[0];
 }
 
 std::vector<std::string> Server::paths() const {
-    std::vector<std::string> paths;
-    collect_paths(main_, &paths);
-    for (const auto& section : anonymous_)
-        collect_paths(*section, &paths);
+    auto paths = folders_.paths();
+    for (const std::string& path : anonymous_folders_.paths())
+        paths.push_back(path);
     return paths;
 }
 

@@ -12,51 +12,36 @@ bool is_blank(char byte) {
     return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
+struct Line {
+    int number;  // where it begins
+    std::string text;
+};
+
 // The lines of the file, without blank ones and comments. A backslash at the end of a line, blanks
 // behind it included, continues the line, but not a comment.
-class Lines {
-  public:
-    explicit Lines(std::string_view text) : text_(text) {}
-
-    // Returns false at the end of the file.
-    bool next(std::string* line) {
-        for (;;) {
-            while (at_ < text_.size() && is_blank(text_[at_]))
-                count(text_[at_++]);
-            if (at_ == text_.size())
-                return false;
-            if (text_[at_] != '#' && text_[at_] != ';')
-                break;
-            at_ = std::min(text_.find('\n', at_), text_.size());
-        }
-        number_ = newlines_ + 1;
-        line->clear();
-        while (at_ < text_.size()) {
-            const char byte = text_[at_++];
-            count(byte);
-            if (byte != '\n') {
-                *line += byte;
+std::vector<Line> split_lines(const std::string& text) {
+    std::vector<Line> lines;
+    int number = 0;
+    bool goes_on = false;
+    for (const std::string& part : lines_of(text)) {
+        ++number;
+        const size_t first = part.find_first_not_of(" \t\v\f\r");
+        if (!goes_on) {
+            if (first == std::string::npos || part[first] == '#' || part[first] == ';')
                 continue;
-            }
-            const size_t last = line->find_last_not_of(" \t\v\f\r");
-            if (last == std::string::npos || (*line)[last] != '\\')
-                break;
-            line->resize(last);
+            lines.push_back({number, ""});
         }
-        line->resize(std::min(line->find('\0'), line->size()));
-        return true;
+        std::string& line = lines.back().text;
+        line += goes_on ? part : part.substr(first);
+        const size_t last = line.find_last_not_of(" \t\v\f\r");
+        goes_on = last != std::string::npos && line[last] == '\\';
+        if (goes_on)
+            line.resize(last);
     }
-
-    int number() const { return number_; }  // where the line begins
-
-  private:
-    void count(char byte) { newlines_ += byte == '\n'; }
-
-    std::string_view text_;
-    size_t at_ = 0;
-    int newlines_ = 0;
-    int number_ = 0;
-};
+    for (Line& line : lines)
+        line.text.resize(std::min(line.text.find('\0'), line.text.size()));
+    return lines;
+}
 
 // A text with each run of blanks folded to its first one.
 std::string folded(const std::string& text) {
@@ -78,21 +63,9 @@ std::string trimmed(const std::string& text) {
 }
 
 // A name of a parameter or of a special section, in which neither case nor blanks count.
-std::string bare(const std::string& name) {
-    std::string letters;
-    for (const char byte : name)
-        if (!is_blank(byte))
-            letters += byte;
-    return fold(letters).value_or("");
-}
-
-std::string quoted(const std::string& text) {
-    return '"' + text + '"';
-}
-
-bool is_one_of(const std::string& value, std::initializer_list<const char*> words) {
-    return std::any_of(words.begin(), words.end(),
-                       [&](const char* word) { return fold(value) == word; });
+std::string bare(std::string name) {
+    std::erase_if(name, is_blank);
+    return fold(name).value_or("");
 }
 
 // Blanks, commas and semicolons separate the names of a list; quotation marks keep them and are
@@ -118,78 +91,88 @@ List parse_list(const std::string& value) {
     return names;
 }
 
+// What the program writes beside the parameters that decide who reaches what, as bare() has them.
+constexpr std::string_view other_parameters =
+    " adduserscript adminusers audit:facility audit:priority authmethods browsable deadtime"
+    " deletevetofiles disablespoolss displaycharset dnsproxy domainmaster dosfiletimeresolution"
+    " dosfiletimes doscharset encryptpasswords forcecreatemode forcedirectorymode guestaccount"
+    " guestonly hostmsdfs idmapgid idmapuid lmannounce loadprinters localmaster lockdirectory"
+    " loglevel logonhome logonpath maparchive maphidden mapsystem maptoguest maxlogsize msdfsroot"
+    " netbiosname nullpasswords oslevel passdbbackend passwdchat passwdprogram passwordlevel"
+    " passwordserver printable realm recycle:directory_mode recycle:keeptree recycle:repository"
+    " recycle:versions security serverstring showaddprinterwizard socketoptions templatehomedir"
+    " templateshell unixcharset unixpasswordsync usemmap usesendfile username usernamemap vetofiles"
+    " vfsobjects winbindseparator winbindusedefaultdomain winsserver workgroup ";
+
 class Loader {
   public:
-    explicit Loader(std::string_view text) : lines_(text) {}
-
-    Server load() {
-        std::string line;
-        while (lines_.next(&line) && read(line)) {
+    Server load(const std::string& text) {
+        for (const Line& line : split_lines(text)) {
+            line_ = line.number;
+            if (!read(line.text))
+                break;
         }
         finish_section();
-        const auto take = [&](const char* name, std::string* text) {
-            if (const auto at = server_.globals.find(name); at != server_.globals.end())
-                *text = at->second;
-        };
-        take("netbiosname", &server_.netbios_name);
-        take("security", &server_.security);
-        take("winbindseparator", &server_.winbind_separator);
+        if (const auto at = server_.globals.find("security"); at != server_.globals.end())
+            server_.security = at->second;
         // Samba writes its own folder and rights over IPC$, but leaves its lists.
-        const auto ipc = known_.find("ipc$");
-        server_.ipc = ipc == known_.end() ? defaults_ : server_.shares[ipc->second];
-        if (ipc != known_.end())
+        if (const auto ipc = known_.find("ipc$"); ipc != known_.end()) {
+            server_.ipc = server_.shares[ipc->second];
             server_.shares[ipc->second].available = false;
+        }
         server_.ipc.path.clear();
         server_.ipc.available = server_.ipc.guest_ok = true;
+        for (size_t number = 0; number < server_.shares.size(); ++number)
+            if (const auto name = fold_wish(expand(server_.shares[number].name)))
+                server_.by_name[*name] = number;
         return std::move(server_);
     }
 
   private:
     // Returns false where Samba gives the file up.
     bool read(const std::string& line) {
-        const int number = lines_.number();
         if (line.starts_with('[')) {
             const size_t end = line.find(']');
             if (end == std::string::npos)
-                return give_up(number, "the name of a section has no end");
-            begin_section(folded(line.substr(1, end - 1)), number);
+                return refuse(line_, "the name of a section has no end");
+            begin_section(folded(line.substr(1, end - 1)));
             return true;
         }
         const size_t equals = line.find('=');
         if (equals == std::string::npos)
             return true;  // it is passed over
-        const std::string name = trimmed(line.substr(0, equals));
+        const std::string name = bare(line.substr(0, equals));
         if (name.empty())
-            return give_up(number, "a line begins with \"=\"");
-        set(name, trimmed(line.substr(equals + 1)), number);
+            return refuse(line_, "a line begins with \"=\"");
+        set(name, trimmed(line.substr(equals + 1)));
         return true;
     }
 
-    bool give_up(int line, const char* why) {
-        refuse(line, why);
+    bool refuse(int line, const std::string& why) {
+        server_.starts = false;
+        server_.remarks.push_back({line, true, why});
         return false;
     }
 
-    void refuse(int line, const std::string& why) {
-        server_.starts = false;
-        server_.remarks.push_back({line, true, why});
+    void doubt() {
+        if (!doubted_)
+            server_.remarks.push_back({line_, false, not_understood});
+        doubted_ = true;
     }
 
-    void begin_section(const std::string& name, int line) {
+    void begin_section(const std::string& name) {
         finish_section();
         current_.reset();
-        if (bare(name) == "global" || bare(name) == "globals") {
-            server_.sections.push_back({line, {}});
-            return;
+        if (bare(name) != "global" && bare(name) != "globals") {
+            const auto [same, is_new] = known_.insert({fold(name), server_.shares.size()});
+            current_ = same->second;
+            if (is_new) {
+                server_.shares.push_back(server_.ipc);
+                server_.shares.back().name = name;
+                server_.shares.back().line = line_;
+            }
         }
-        const auto [same, is_new] = known_.insert({fold(name), server_.shares.size()});
-        current_ = same->second;
-        if (is_new) {
-            server_.shares.push_back(defaults_);
-            server_.shares.back().name = name;
-            server_.shares.back().line = line;
-        }
-        server_.sections.push_back({line, current_});
+        server_.sections.push_back({line_, current_});
     }
 
     // What Samba makes of a section that ends.
@@ -199,88 +182,66 @@ class Loader {
         Share& share = server_.shares[*current_];
         if (share.name.empty())
             refuse(share.line, "a share has no name");
-        if (bare(share.name) == "printers")
-            share.printable = true;
-        if (share.path.empty() && share.msdfs_proxy.empty() && bare(share.name) != "homes")
-            share.available = false;  // also when a later section of this name has a path
+        // It stays so when a later section of this name has a path.
+        if (bare(share.name) == "printers" ||
+            (share.path.empty() && share.msdfs_proxy.empty() && bare(share.name) != "homes"))
+            share.available = false;
     }
 
-    void set(const std::string& name, const std::string& value, int line) {
-        Share& share = current_ ? server_.shares[*current_] : defaults_;
-        const std::string parameter = bare(name);
+    void set(const std::string& name, const std::string& value) {
+        // What [global] says holds for all shares after it; until the end it is kept as IPC$'s.
+        Share& share = current_ ? server_.shares[*current_] : server_.ipc;
         const struct {
             const char* name;
             bool* flag;
-            bool inverted;
-        } flags[] = {
-            {"guestok", &share.guest_ok, false},    {"public", &share.guest_ok, false},
-            {"writable", &share.writable, false},   {"writeable", &share.writable, false},
-            {"writeok", &share.writable, false},    {"readonly", &share.writable, true},
-            {"printable", &share.printable, false}, {"printok", &share.printable, false},
-            {"available", &share.available, false},
-        };
-        for (const auto& row : flags) {
-            if (parameter != row.name)
-                continue;
-            if (is_one_of(value, {"yes", "true", "on", "1"}))
-                *row.flag = !row.inverted;
-            else if (is_one_of(value, {"no", "false", "off", "0"}))
-                *row.flag = row.inverted;
-            else
-                refuse(line, quoted(name) + " is neither yes nor no");
-        }
-        const struct {
-            const char* name;
             List* list;
-        } lists[] = {
-            {"validusers", &share.valid_users},
-            {"invalidusers", &share.invalid_users},
-            {"readlist", &share.read_list},
-            {"writelist", &share.write_list},
-        };
-        for (const auto& row : lists)
-            if (parameter == row.name)
-                *row.list = parse_list(value);
-        const struct {
-            const char* name;
             std::string* text;
-        } texts[] = {
-            {"path", &share.path},
-            {"directory", &share.path},
-            {"comment", &share.comment},
-            {"msdfsproxy", &share.msdfs_proxy},
+        } rows[] = {
+            {"guestok", &share.guest_ok, nullptr, nullptr},
+            {"writable", &share.writable, nullptr, nullptr},
+            {"validusers", nullptr, &share.valid_users, nullptr},
+            {"invalidusers", nullptr, &share.invalid_users, nullptr},
+            {"readlist", nullptr, &share.read_list, nullptr},
+            {"path", nullptr, nullptr, &share.path},
+            {"comment", nullptr, nullptr, &share.comment},
+            {"msdfsproxy", nullptr, nullptr, &share.msdfs_proxy},
         };
-        for (const auto& row : texts)
-            if (parameter == row.name)
-                *row.text = value;
-        if (parameter == "cscpolicy" &&
-            !is_one_of(value, {"manual", "documents", "programs", "disable"}))
-            refuse(line, "Samba knows no offline policy " + quoted(value));
+        const auto* row = std::find_if(std::begin(rows), std::end(rows),
+                                       [&](const auto& one) { return name == one.name; });
+        const auto word = fold(value);
         if (!current_)
-            server_.globals[parameter] = value;
+            server_.globals[name] = value;
+        if (name == "cscpolicy") {
+            if (word != "manual" && word != "documents" && word != "programs" && word != "disable")
+                refuse(line_, "Samba knows no offline policy \"" + value + '"');
+        } else if (row == std::end(rows)) {
+            if (other_parameters.find(' ' + name + ' ') == std::string_view::npos ||
+                (name == "printable" && word != "no") || (name == "adminusers" && word != "root"))
+                doubt();
+        } else if (row->flag != nullptr) {
+            *row->flag = word == "yes";
+            if (word != "yes" && word != "no")
+                doubt();
+        } else if (row->list != nullptr) {
+            *row->list = parse_list(value);
+        } else {
+            *row->text = value;
+            if (name == "path" && expand(value, true) != value)
+                doubt();
+        }
     }
 
-    Lines lines_;
+    int line_ = 0;
     Server server_;
-    Share defaults_;  // what [global] says for all shares after it
     std::map<std::optional<std::string>, size_t> known_;  // shares by their names as compared
     std::optional<size_t> current_;                       // nothing: [global], or no section yet
+    bool doubted_ = false;
 };
-
-constexpr char unknown[] = "\x01";  // in place of what only the moment of the connection decides
 
 }  // namespace
 
 Server parse(const std::string& text) {
-    Server server = Loader(text).load();
-    for (size_t number = 0; number < server.shares.size(); ++number) {
-        const std::string& name = server.shares[number].name;
-        if (name.find('%') != std::string::npos)
-            server.by_variable.push_back(number);
-        else if (const auto folded = fold_wish(name); folded)
-            server.by_name[*folded] = number;
-    }
-    return server;
+    return Loader().load(text);
 }
 
 std::string unquoted(const std::string& text) {
@@ -291,61 +252,32 @@ std::string unquoted(const std::string& text) {
     return bare.find('"') == std::string::npos ? bare : text;
 }
 
-// smb.conf(5), VARIABLE SUBSTITUTIONS; %$ without a parenthesis is none.
-std::string expand(const Server& server, const std::string& text, const Person& person,
-                   const Share* share) {
-    if (text.find('%') == std::string::npos)
-        return text;
-    // Samba looks for no variable behind a letter beyond ASCII where the text is no UTF-8.
-    size_t end_of_search = text.size();
-    if (!is_utf8(text))
-        end_of_search = static_cast<size_t>(
-            std::find_if(text.begin(), text.end(), [](char byte) { return byte >= 0x80; }) -
-            text.begin());
+// smb.conf(5), VARIABLE SUBSTITUTIONS.
+std::string expand(const std::string& text, bool in_share) {
+    const std::string_view letters = "DGIJLMNRTUVadhijmtvwHPSgu";
     std::string expanded;
-    for (size_t at = 0; at < end_of_search; ++at) {
-        const char letter = text[at] == '%' && at + 1 < text.size() ? text[at + 1] : '\0';
-        const size_t end = text.find(')', at);
-        ++at;
-        if (letter == '$' && at + 1 < text.size() && text[at + 1] == '(' &&
-            end != std::string::npos) {
-            expanded += unknown;
-            at = end;
-        } else if (letter == 'U' || (letter == 'u' && share != nullptr)) {
-            expanded += person.name;
-        } else if (letter == 'G' || (letter == 'g' && share != nullptr)) {
-            expanded += person.primary_group;
-        } else if (letter == 'D' || letter == 'L' || letter == 'N') {
-            expanded += server.netbios_name;
-        } else if (letter == 'w') {
-            expanded += server.winbind_separator;
-        } else if (letter == 'S' && share != nullptr) {
-            expanded += share->name;
-        } else if (std::string_view("IJMRTVadhijmtv").find(letter) != std::string_view::npos ||
-                   (share != nullptr && (letter == 'H' || letter == 'P'))) {
-            expanded += unknown;
-        } else {
-            expanded += text[--at];
-        }
+    for (size_t at = 0; at < text.size(); ++at) {
+        const char letter = text[at] == '%' && at + 1 < text.size() ? text[at + 1] : '%';
+        const bool is_variable = letters.find(letter) < letters.size() - (in_share ? 0 : 5);
+        expanded += is_variable ? "\u2026" : text.substr(at, 1);
+        at += is_variable;
     }
-    if (end_of_search < text.size())
-        expanded += text.substr(end_of_search);
     return expanded;
 }
 
-std::string name_of(const Server& server, const Share& share, const Person& person) {
-    return unquoted(expand(server, share.name, person, nullptr));
+std::string name_of(const Share& share) {
+    return unquoted(expand(share.name));
 }
 
-std::string comment_of(const Server& server, const Share& share, const Person& person) {
-    return unquoted(expand(server, share.comment, person, &share));
+std::string comment_of(const Share& share) {
+    return unquoted(expand(share.comment, true));
 }
 
-std::string folder_of(const Server& server, const Share& share, const Person& person) {
+std::string folder_of(const Share& share) {
     if (share.path.empty() || !share.msdfs_proxy.empty())
-        return "";  // a link to another server
-    const std::string path = unquoted(expand(server, share.path, person, &share));
-    return path.empty() ? unknown : plain_path(path);  // quotation marks alone are no folder
+        return "";
+    const std::string path = unquoted(expand(share.path, true));
+    return path.empty() ? "\u2026" : plain_path(path);  // quotation marks alone are no folder
 }
 
 }  // namespace tavrogen::access::smb

@@ -1,11 +1,10 @@
 // smb.conf as Samba holds it once read: the server's settings and its shares.
 //
-// Known: the file's syntax, the sections with a meaning of their own, and the parameters that decide
-// who reaches which folder. Not known: other files that it includes or copies, users who log in
-// under another name by the "username map", and what a domain's controller knows of names.
+// Known is what tavrogen can write, whatever its settings hold. The first line beyond that gets a
+// remark. A variable such as %U stands for "…": only a connection decides its value.
 #pragma once
 
-#include "access/machine/model.h"
+#include "access/machine/crowd.h"
 
 namespace tavrogen::access::smb {
 
@@ -25,8 +24,8 @@ struct Share {
     std::string name;  // as its first section calls it
     std::string path, comment, msdfs_proxy;
     bool available = true;
-    bool guest_ok = false, writable = false, printable = false;
-    List valid_users, invalid_users, read_list, write_list;
+    bool guest_ok = false, writable = false;
+    List valid_users, invalid_users, read_list;
     int line = 0;  // of its first section
 };
 
@@ -38,45 +37,49 @@ struct Section {
 
 struct Server {
     std::map<std::string, std::string> globals;  // of [global]: by their names without blanks
-    std::string netbios_name, security = "user", winbind_separator = "\\";
+    std::string security = "user";
     std::vector<Share> shares;
     Share ipc;  // Samba's own: who may use it may list the shares
     std::vector<Section> sections;
     std::vector<Remark> remarks;
     bool starts = true;
-    std::map<std::string, size_t> by_name;  // the last share of each folded name without variables
-    std::vector<size_t> by_variable;        // the shares whose names have variables
+    std::map<std::string, size_t> by_name;  // the last share of each name, as it is looked up
 };
 
 Server parse(const std::string& text);
 
-// A text with its variables filled in. Those that only the moment of the connection decides become
-// a byte that no name has. Without a share: as in names of shares and in lists of names; with one:
-// as in its path and its comment, which know more variables.
-std::string expand(const Server& server, const std::string& text, const Person& person,
-                   const Share* share);
+// A text with "…" in the place of each variable. In a share's path and comment there are more.
+std::string expand(const std::string& text, bool in_share = false);
 
 // A text without the quotation marks at its ends, unless there are others within: so Samba takes
 // all texts but names of shares, which it shows so.
 std::string unquoted(const std::string& text);
 
-// What a person sees of a share.
-std::string name_of(const Server& server, const Share& share, const Person& person);
-std::string comment_of(const Server& server, const Share& share, const Person& person);
-std::string folder_of(const Server& server, const Share& share, const Person& person);
+// What clients see of a share.
+std::string name_of(const Share& share);
+std::string comment_of(const Share& share);
+std::string folder_of(const Share& share);  // empty: a link to another server
 
-// What somebody gets who asks for a share by a name.
+// Everybody who may ask for a share, or guests.
+struct Visitors {
+    Visitors(const std::vector<Person>& people, bool are_guests);
+    Crowd crowd;
+    bool guests;
+};
+
+// What each gets who asks for a share by a name.
 struct Access {
     const Share* share = nullptr;  // NULL: there is none, or it is not available
     Right right = Right::none;
     std::string folder;
 };
-Access access_by(const Server& server, const std::string& name, const Person& person,
-                 bool is_guest = false);
+std::vector<Access> access_by(const Server& server, const std::string& name,
+                              const Visitors& visitors);
 
-bool may_list(const Server& server, const Person& person, bool is_guest = false);
+// Who may list the shares.
+std::vector<Right> may_list(const Server& server, const Visitors& visitors);
 
-// Whom Samba takes somebody without an account for.
-Person guest_account();
+// Somebody without an account, as Samba takes him.
+Visitors guest();
 
 }  // namespace tavrogen::access::smb

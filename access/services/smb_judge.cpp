@@ -30,7 +30,8 @@ bool leads_elsewhere(const IntendedShare& share) {
 class Judge {
   public:
     explicit Judge(const Machine& machine)
-        : machine_(machine), conf_(machine), server_(conf_.server) {
+        : machine_(machine), conf_(machine), server_(conf_.server),
+          everybody_(machine.people(), false), guest_(smb::guest()) {
         for (const IntendedShare& share : conf_.meant)
             folders_.push_back(plain_path(share.folder));
     }
@@ -70,11 +71,9 @@ class Judge {
     // --- A share.
 
     std::optional<Difference> difference(const Written& written) const {
-        const auto& people = machine_.people();
         std::vector<Right> given;
         bool elsewhere = false;
-        const auto right_by = [&](const Person& person, Right meant, bool is_guest) {
-            const auto access = smb::access_by(server_, written.name, person, is_guest);
+        const auto right_by = [&](const smb::Access& access, Right meant) {
             const bool same = access.share == nullptr || access.folder == written.folder;
             elsewhere = elsewhere || !same;
             if (written.is_own())
@@ -83,9 +82,10 @@ class Judge {
                 return access.right;
             return Right::none;  // of the folder that is meant
         };
-        for (size_t number = 0; number < people.size(); ++number)
-            given.push_back(right_by(people[number], written.share.people[number], false));
-        const Right guest = right_by(smb::guest_account(), written.share.guest, true);
+        for (const smb::Access& access : smb::access_by(server_, written.name, everybody_))
+            given.push_back(right_by(access, written.share.people[given.size()]));
+        const Right guest =
+            right_by(smb::access_by(server_, written.name, guest_)[0], written.share.guest);
         auto found = compare(machine_, written.share, Service::smb, given, guest);
         if (const auto* section = smb::section_of(server_, written);
             found && section != nullptr && section->share && written.share.file == msdfs_file &&
@@ -119,10 +119,8 @@ class Judge {
         if (!elsewhere && written.share.file != msdfs_file && !leads_elsewhere(written.share))
             return "";
         const auto& people = machine_.people();
-        std::vector<smb::Access> given;
-        for (const Person& person : people)
-            given.push_back(smb::access_by(server_, written.name, person));
-        given.push_back(smb::access_by(server_, written.name, smb::guest_account(), true));
+        auto given = smb::access_by(server_, written.name, everybody_);
+        given.push_back(smb::access_by(server_, written.name, guest_)[0]);
         std::string words;
         for (size_t at = 0; at < conf_.meant.size(); ++at) {
             const IntendedShare& other = conf_.meant[at];
@@ -151,10 +149,8 @@ class Judge {
     void check(const Written& written) {
         const IntendedShare& share = written.share;
         const auto found = difference(written);
-        const auto access = smb::access_by(server_, written.name, smb::guest_account(), true);
-        const auto shown_name = [&] {
-            return smb::fold(smb::name_of(server_, *access.share, smb::guest_account()));
-        };
+        const auto access = smb::access_by(server_, written.name, guest_)[0];
+        const auto shown_name = [&] { return smb::fold(smb::name_of(*access.share)); };
         if (found)
             differences_.push_back(*found);
         else if (smb::fold(written.name) == "homes" && share.guest != Right::none)
@@ -165,7 +161,7 @@ class Judge {
             add(Effect::breaks, share, "clients see another name, which leads nowhere");
         if (access.share == nullptr || found)
             return;
-        const std::string shown = smb::comment_of(server_, *access.share, smb::guest_account());
+        const std::string shown = smb::comment_of(*access.share);
         if (shown != share.comment + (share.read_only ? "(Read Only)" : "") && smb::is_utf8(shown))
             add(Effect::looks, share, "clients read " + quoted(as_utf8(shown)));
     }
@@ -179,7 +175,7 @@ class Judge {
             if (!section.share || known.contains(section.line))
                 continue;
             const smb::Share& share = server_.shares[*section.share];
-            const std::string folder = smb::folder_of(server_, share, smb::guest_account());
+            const std::string folder = smb::folder_of(share);
             if (share.line == section.line && share.available && folder.starts_with("/mnt") &&
                 plain_path(folder) != "/mnt/authtest" && is_there(plain_path(folder)))
                 differences_.push_back({Service::smb, Effect::exposes, "", 0, quoted(share.name),
@@ -191,23 +187,21 @@ class Judge {
     // of a share that Samba takes for its own part of the file hold for that part.
     void check_listing() {
         const std::string all = "no client can list the shares";
-        const Person nobody = smb::guest_account();
         for (const smb::Share& share : server_.shares) {
             const Written* written = conf_.at(share.line);
             if (share.available && written != nullptr &&
-                (!smb::is_utf8(smb::name_of(server_, share, nobody)) ||
-                 !smb::is_utf8(smb::comment_of(server_, share, nobody))))
+                (!smb::is_utf8(smb::name_of(share)) || !smb::is_utf8(smb::comment_of(share))))
                 add(Effect::breaks, written->share, all);
         }
         const auto comment = server_.globals.find("serverstring");
-        if (comment != server_.globals.end() &&
-            !smb::is_utf8(smb::expand(server_, comment->second, nobody, nullptr)))
+        if (comment != server_.globals.end() && !smb::is_utf8(smb::expand(comment->second)))
             add_global(Effect::breaks, "string", "the server's description", all);
         if (!server_.ipc.valid_users)
             return;
         std::vector<size_t> listing;
-        for (size_t person = 0; person < machine_.people().size(); ++person)
-            if (smb::may_list(server_, machine_.people()[person]))
+        const auto rights = smb::may_list(server_, everybody_);
+        for (size_t person = 0; person < rights.size(); ++person)
+            if (rights[person] != Right::none)
                 listing.push_back(person);
         for (const Written& written : conf_.shares) {
             const auto* section = smb::section_of(server_, written);
@@ -228,7 +222,6 @@ class Judge {
     // The values of [global] that the settings choose.
     void check_global() {
         const bool in_domain = server_.security != "user" && server_.security != "share";
-        const Person nobody = smb::guest_account();
         const struct {
             const char* key;
             size_t limit;
@@ -247,14 +240,13 @@ class Judge {
             if (set.line == 0 || read == server_.globals.end())
                 continue;
             const std::string shown =
-                row.is_text ? smb::unquoted(smb::expand(server_, read->second, nobody, nullptr))
-                            : read->second;
+                row.is_text ? smb::unquoted(smb::expand(read->second)) : read->second;
             if (shown != set.value.substr(0, row.limit) && smb::is_utf8(shown))
                 add_global(in_domain && !row.is_text ? Effect::breaks : Effect::looks, row.key,
                            row.who, "it is " + quoted(shown));
         }
         const bool shows_info = setting(machine_, info_file, "info_visible").line == 0 &&
-                                smb::access_by(server_, "info", nobody, true).share != nullptr;
+                                smb::access_by(server_, "info", guest_)[0].share != nullptr;
         if (shows_info)
             differences_.push_back({Service::smb, Effect::exposes, info_file, 0, "info",
                                     "everyone may read /mnt/info, also without an account"});
@@ -263,6 +255,7 @@ class Judge {
     const Machine& machine_;
     const smb::WrittenConf conf_;
     const smb::Server& server_;
+    const smb::Visitors everybody_, guest_;
     std::vector<std::string> folders_;  // of conf_.meant
     Differences differences_;
 };

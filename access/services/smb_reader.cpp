@@ -1,9 +1,7 @@
 // Reads /etc/samba/smb.conf back as Samba does: who gets which share with which rights.
-#include "access/machine/model.h"
 #include "access/services/smb_conf.h"
 
 #include <algorithm>
-#include <stdlib.h>
 
 namespace tavrogen::access {
 
@@ -11,113 +9,113 @@ namespace smb {
 
 namespace {
 
-// The numbers of a security identifier such as S-1-1-0; what follows them does not count.
-std::vector<unsigned long> numbers_of_sid(const std::string& name) {
-    std::vector<unsigned long> numbers;
-    if (name.size() < 2 || (name[0] != 'S' && name[0] != 's'))
-        return numbers;
-    for (const char* at = name.c_str() + 1; *at == '-' && at[1] >= '0' && at[1] <= '9';) {
-        char* end = nullptr;
-        numbers.push_back(strtoul(at + 1, &end, 0));
-        at = end;
-    }
-    return numbers;
+// As accounts are compared; no account is called so for bytes that are no UTF-8.
+std::string spelt(const std::string& name) {
+    return fold(name).value_or("/" + name);
 }
 
-bool is_sid_of(const std::vector<unsigned long>& sid, bool is_guest) {
-    using Sid = std::vector<unsigned long>;
-    const Sid everyone = {1, 1, 0}, network = {1, 5, 2}, authenticated = {1, 5, 11};
-    const Sid guests = {1, 5, 32, 546};
-    return sid == everyone || sid == network || sid == (is_guest ? guests : authenticated);
+// Identifiers of everybody, and the primary group of Samba's own accounts.
+bool means_all(const std::string& name, bool guests) {
+    const auto folded = fold(name);
+    return folded == "s-1-1-0" || folded == "s-1-5-2" ||
+           folded == (guests ? "s-1-5-32-546" : "s-1-5-11") ||
+           (!guests && (folded == "@none" || folded == "+none" || name == "%U" || name == "@%G"));
 }
 
-// True when a name of a list means this person: smb.conf(5), "invalid users" on groups' marks,
-// "winbind separator" on domains. Accounts are compared without case, groups with it.
-bool means(const Server& server, const Share& share, std::string name, const Person& person,
-           bool is_guest) {
-    name = expand(server, name, person, nullptr);
-    for (size_t at = 0; (at = name.find("%S", at)) != std::string::npos;)
-        name.replace(at, 2, share.name);
-    if (const auto sid = numbers_of_sid(name); sid.size() >= 2)
-        return is_sid_of(sid, is_guest);
+// Takes off the domain where it is that of this server ("winbind separator").
+void take_domain(const Server& server, bool is_group, std::string* name) {
+    const auto global = [&](const char* key, const char* otherwise) {
+        const auto at = server.globals.find(key);
+        return at == server.globals.end() || at->second.empty() ? otherwise : at->second;
+    };
+    const size_t end = name->find(global("winbindseparator", "\\")[0]);
+    if (end == std::string::npos)
+        return;
+    const auto domain = fold(name->substr(0, end));
+    if (domain == "" || domain == fold(global("netbiosname", "")) ||
+        domain == (is_group ? "unix group" : "unix user"))
+        name->erase(0, end + 1);
+}
 
-    bool is_group = false;
-    for (const char* mark : {"@", "+&", "+", "&+"})
-        if (name.starts_with(mark)) {
-            is_group = true;
-            name.erase(0, std::string_view(mark).size());
-            break;
+// Marks those whom a list means: smb.conf(5), "invalid users" on groups' marks. Accounts are
+// compared without case, groups with it.
+std::vector<bool> in(const Server& server, const List& list, const Visitors& visitors) {
+    std::vector<bool> marked(visitors.crowd.people().size());
+    for (std::string name : list.value_or(std::vector<std::string>())) {
+        if (means_all(name, visitors.guests)) {
+            marked.assign(marked.size(), true);
+            continue;
         }
-    if (!is_group && name.starts_with('&'))
-        return false;  // a group of NIS, which the appliance has not
-
-    const size_t separator = name.find(server.winbind_separator.substr(0, 1));
-    if (separator != std::string::npos) {
-        const auto domain = fold(name.substr(0, separator));
-        if (domain == "" || domain == fold(server.netbios_name) ||
-            domain == (is_group ? "unix group" : "unix user"))
-            name.erase(0, separator + 1);
+        bool is_group = false;
+        for (const std::string_view mark : {"@", "+&", "+", "&+"})
+            if (!is_group && name.starts_with(mark)) {
+                is_group = true;
+                name.erase(0, mark.size());
+            }
+        take_domain(server, is_group, &name);
+        for (const size_t person :
+             is_group ? visitors.crowd.group(name) : visitors.crowd.account(name))
+            marked[person] = true;
     }
-    if (!is_group)
-        return fold(name) && fold(name) == fold(person.name);
-    return std::count(person.groups.begin(), person.groups.end(), name) > 0 ||
-           (fold(name) == "none" && !is_guest);  // the primary group of Samba's own accounts
+    return marked;
 }
 
-bool is_in(const Server& server, const Share& share, const List& list, const Person& person,
-           bool is_guest) {
-    return list && std::any_of(list->begin(), list->end(), [&](const std::string& name) {
-               return means(server, share, name, person, is_guest);
-           });
-}
-
-Right right_of(const Server& server, const Share& share, const Person& person, bool is_guest) {
-    const auto in = [&](const List& list) { return is_in(server, share, list, person, is_guest); };
-    if (!share.available || share.printable || (is_guest && !share.guest_ok) ||
-        !is_utf8(folder_of(server, share, person)) ||  // Samba ends with a core dump there
-        in(share.invalid_users) || (share.valid_users && !in(share.valid_users)))
-        return Right::none;
-    const bool writable = in(share.write_list) || (share.writable && !in(share.read_list));
-    return writable ? Right::write : Right::read;
+std::vector<Right> rights_to(const Server& server, const Share& share, const Visitors& visitors) {
+    std::vector<Right> rights(visitors.crowd.people().size());
+    if (!share.available || (visitors.guests && !share.guest_ok) ||
+        !is_utf8(folder_of(share)))  // Samba ends with a core dump there
+        return rights;
+    const auto valid = in(server, share.valid_users, visitors);
+    const auto invalid = in(server, share.invalid_users, visitors);
+    const auto readers = in(server, share.read_list, visitors);
+    for (size_t person = 0; person < rights.size(); ++person)
+        if (!invalid[person] && (!share.valid_users || valid[person]))
+            rights[person] = share.writable && !readers[person] ? Right::write : Right::read;
+    return rights;
 }
 
 // The share of a name. Quotation marks around it are seen by nobody, but must be given.
-const Share* find(const Server& server, const std::string& name, const Person& person) {
+const Share* find(const Server& server, const std::string& name) {
     const auto folded = fold_wish(name);
     if (!folded || name.find('\\') != std::string::npos)  // which no client can send
         return nullptr;
     const auto at = server.by_name.find(*folded);
-    const Share* found = at == server.by_name.end() ? nullptr : &server.shares[at->second];
-    for (const size_t number : server.by_variable) {
-        const Share& share = server.shares[number];  // the last share of a name is found
-        if (share.line > (found != nullptr ? found->line : 0) &&
-            fold_wish(expand(server, share.name, person, nullptr)) == folded)
-            found = &share;
-    }
-    return found;
+    return at == server.by_name.end() ? nullptr : &server.shares[at->second];
 }
 
 }  // namespace
 
-Person guest_account() {
-    return {"nobody", {"nogroup"}, "nogroup"};
+Visitors::Visitors(const std::vector<Person>& people, bool are_guests)
+    : crowd(people, spelt), guests(are_guests) {}
+
+Visitors guest() {
+    return {{{"nobody", {"nogroup"}, "nogroup"}}, true};
 }
 
-Access access_by(const Server& server, const std::string& name, const Person& person,
-                 bool is_guest) {
-    const Share* share = find(server, name, person);
+std::vector<Access> access_by(const Server& server, const std::string& name,
+                              const Visitors& visitors) {
+    const auto& people = visitors.crowd.people();
+    std::vector<Access> all(people.size());
+    const Share* share = find(server, name);
+    if (share == nullptr || !share->available)
+        return all;
+    const auto rights = rights_to(server, *share, visitors);
+    const std::string folder = folder_of(*share);
+    for (size_t person = 0; person < all.size(); ++person)
+        all[person] = {share, rights[person], folder};
+    if (fold(share->name) != "homes")
+        return all;
     // Everybody's own share stands behind [homes]: a share of the person's name, or a copy.
-    const bool is_homes = share != nullptr && fold(share->name) == "homes";
-    if (is_homes)
-        if (const Share* own = find(server, person.name, person); own != nullptr)
-            share = own;
-    if (share == nullptr || !share->available || (is_homes && is_guest))
-        return {};
-    return {share, right_of(server, *share, person, is_guest), folder_of(server, *share, person)};
+    for (size_t person = 0; person < all.size(); ++person)
+        if (visitors.guests)
+            all[person] = {};
+        else if (const Share* own = find(server, people[person].name))
+            all[person] = {own, rights_to(server, *own, visitors)[person], folder_of(*own)};
+    return all;
 }
 
-bool may_list(const Server& server, const Person& person, bool is_guest) {
-    return right_of(server, server.ipc, person, is_guest) != Right::none;
+std::vector<Right> may_list(const Server& server, const Visitors& visitors) {
+    return rights_to(server, server.ipc, visitors);
 }
 
 }  // namespace smb
@@ -134,34 +132,23 @@ Reading read_smb_conf(const Machine& machine) {
     if (!server.starts)
         return reading;
 
-    const Person nobody = smb::guest_account();
+    const smb::Visitors everybody(machine.people(), false), guest = smb::guest();
     for (const smb::Share& share : server.shares) {
-        if (!share.available || share.printable)
-            continue;
-        // Variables may lead people to several folders; those behind a link of msdfs have none.
-        std::map<std::string, Grant> by_folder;
-        const auto grant_in = [&](const std::string& folder) -> Grant& {
-            Grant& grant = by_folder[folder];
-            grant.people.resize(machine.people().size());
-            return grant;
+        const std::string folder = smb::folder_of(share);
+        if (!share.available || folder.empty() || share.path != smb::expand(share.path, true))
+            continue;  // what a connection decides is told by a remark
+        Grant& grant = reading.grants.emplace_back();
+        grant.service = Service::smb;
+        grant.share = smb::name_of(share);
+        grant.folder = folder;
+        grant.line = share.line;
+        // Of two shares whose names a client cannot tell apart, the last one is found.
+        const auto right_of = [&](const smb::Access& access) {
+            return access.share == &share ? access.right : Right::none;
         };
-        for (size_t number = 0; number < machine.people().size(); ++number) {
-            const Person& person = machine.people()[number];
-            const auto access =
-                smb::access_by(server, smb::expand(server, share.name, person, nullptr), person);
-            grant_in(access.folder).people[number] = access.right;
-        }
-        const auto access =
-            smb::access_by(server, smb::expand(server, share.name, nobody, nullptr), nobody, true);
-        grant_in(access.folder).guest = access.right;
-        for (auto& [folder, grant] : by_folder) {
-            grant.service = Service::smb;
-            grant.share = smb::name_of(server, share, nobody);
-            grant.folder = folder;
-            grant.line = share.line;
-            if (!folder.empty())
-                reading.grants.push_back(grant);
-        }
+        for (const smb::Access& access : smb::access_by(server, share.name, everybody))
+            grant.people.push_back(right_of(access));
+        grant.guest = right_of(smb::access_by(server, share.name, guest)[0]);
     }
     return reading;
 }
