@@ -187,8 +187,6 @@ struct Network {
     std::array<unsigned char, 16> mask;
 };
 
-constexpr char everywhere[] = "0.0.0.0/0";
-
 // "IP networks": an address, a slash, and a mask in dotted form or as a number of bits (strtoul(3),
 // so also none, which is 0). Nothing where exportfs finds no network.
 std::optional<Network> read_network(const std::string& text) {
