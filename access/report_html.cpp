@@ -36,13 +36,16 @@ constexpr char head[] =
     ".upright thead th.person { writing-mode: vertical-rl; text-align: left;\n"
     "  transform: rotate(180deg); padding: .45em .2em }\n"
     "tbody { border-top: 2px solid #777; break-inside: avoid }\n"
-    "th[scope=rowgroup] { min-width: 9em; overflow-wrap: anywhere }\n"
+    "th[scope=rowgroup] { min-width: 9em; overflow-wrap: break-word }\n"
     "b { display: block } .folder { font-size: .85em }\n"
     ".w { background: var(--w) } .r { background: var(--r) } .n, .off { color: var(--grey) }\n"
     ".d { font-weight: bold; outline: 2px solid #b00; outline-offset: -2px }\n"
     ".stop { border: 2px solid #b00; padding: .3em .6em; font-weight: bold }\n"
     "@media screen and (max-width: 60em) { body { margin: .8em } .table { overflow-x: auto }\n"
     "  thead th { position: static } }\n"
+    "@media screen and (max-width: 32em) { table { font-size: .85em } th, td { padding: .2em .3em }\n"
+    "  th[scope=row] { white-space: normal } th[scope=rowgroup] { min-width: 7.5em }\n"
+    "  td.free { min-width: 8em } }\n"
     "@media print { body { margin: 0; font-size: 8pt } thead th { position: static }\n"
     "  .table + .table { break-before: page } }\n"
     "</style>\n";
@@ -93,6 +96,14 @@ std::vector<Column> columns_of(const Report& report) {
         columns[at->second].push_back(person);
     }
     return columns;
+}
+
+// A path that may go on in the next line behind each slash.
+std::string broken(const std::string& path) {
+    std::string broken;
+    for (const char byte : path)
+        broken.append(byte == '/' && !broken.empty() ? "<wbr>" : "").append(1, byte);
+    return broken;
 }
 
 class Page {
@@ -172,7 +183,7 @@ class Page {
                 "<span class=\"folder\">%s</span></th>",
                 std::max<size_t>(row.cells.size(), 1),
                 row.name.empty() ? "" : ("<b>" + escaped(row.name) + "</b>").c_str(),
-                escaped(row.folder).c_str());
+                broken(escaped(row.folder)).c_str());
         if (row.cells.empty())
             fprintf(out_, "<td class=\"free off\" colspan=\"%zu\">not served</td></tr>\n",
                     last_ - first_ + 2);

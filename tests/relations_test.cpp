@@ -2,6 +2,7 @@
 #include "tests/root.h"
 
 #include <algorithm>
+#include <array>
 #include <regex>
 #include <sys/stat.h>
 

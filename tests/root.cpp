@@ -27,10 +27,6 @@ static void store(const fs::path& path, const string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-string expected(const string& name) {
-    return slurp(fs::path(SOURCE_FOLDER) / "tests/expected" / name);
-}
-
 string environment(const char* name, const string& otherwise) {
     const char* value = getenv(name);
     return value ? value : otherwise;
@@ -255,11 +251,6 @@ void expect_same(const string& behaviour, const string& input, const string& pat
                  const string& expected, const string& seen) {
     if (expected != seen)
         fail(behaviour, input, path, differing_lines(expected, seen));
-}
-
-void expect_recorded(const string& behaviour, const string& input, const string& name,
-                     const string& seen) {
-    expect_same(behaviour, input, "tests/expected/" + name, expected(name), seen);
 }
 
 string unescaped(const string& line) {

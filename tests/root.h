@@ -78,10 +78,6 @@ std::string unescaped(const std::string& line);
 // The text with a number for each address, in the order in which an action names them.
 std::string numbered(const std::string& text);
 
-// Compares a text with the file tests/expected/NAME.
-void expect_recorded(const std::string& behaviour, const std::string& input,
-                     const std::string& name, const std::string& seen);
-
 // One line of a share list; by default a share that nobody may use, served by every service.
 struct Share {
     std::string name;
@@ -95,9 +91,6 @@ struct Share {
 // The line of a share that is open to everyone.
 std::string open_share(const std::string& name, int read_only = 0, int served = 1,
                        const std::string& volume = "array1");
-
-// The bytes of a file under tests/expected.
-std::string expected(const std::string& name);
 
 // A text as one word of a shell command.
 std::string quoted(const std::string& text);

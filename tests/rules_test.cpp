@@ -29,6 +29,7 @@
 #include <array>
 #include <fstream>
 #include <regex>
+#include <sstream>
 
 using std::string;
 using Lines = std::vector<string>;

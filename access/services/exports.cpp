@@ -1,5 +1,6 @@
 // Reads /etc/exports back as exportfs(8) of nfs-utils does. Rules without a source of their own are
 // from exports(5).
+#include "access/machine/reading.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 
@@ -185,8 +186,6 @@ struct Network {
     std::array<unsigned char, 16> address;
     std::array<unsigned char, 16> mask;
 };
-
-constexpr char everywhere[] = "0.0.0.0/0";
 
 // "IP networks": an address, a slash, and a mask in dotted form or as a number of bits (strtoul(3),
 // so also none, which is 0). Nothing where exportfs finds no network.

@@ -6,6 +6,8 @@
 #pragma once
 
 #include "access/machine/crowd.h"
+#include "access/machine/reading.h"
+#include "access/machine/text.h"
 
 #include <memory>
 
