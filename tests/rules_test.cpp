@@ -10,7 +10,6 @@
 //   FILE + LINE             adds a line at the end
 //   FILE only LINE          makes it the only line
 //   no FILE, folder FILE    removes it, puts a folder in its place
-//   link FILE TARGET        puts a link in its place
 //   host NAME, eth0 MAC,ADDRESS/LENGTH
 //   run ARGUMENTS           other ones than those of the file
 //   like RULE               makes the changes of another rule first; the outcome starts from there
@@ -157,9 +156,6 @@ static string arrange(Root& root, const Rule& rule) {
             root.remove(path);
         } else if (word == "folder") {
             root.obstruct(path);
-        } else if (word == "link") {
-            root.remove(path);
-            std::filesystem::create_symlink(rest, root.at(path));
         } else if (path == "+") {
             root.write(word, root.read(word) + unescaped(rest + "\n"));
         } else if (path == "only") {
