@@ -85,7 +85,7 @@ int parse(int count, char** words, Options* options) {
 int write_html(const Report& report, const std::string& path) {
     FILE* out = fopen(path.c_str(), "we");
     if (out == nullptr)
-        return complain(path, strerror(errno));
+        return complain(path, Machine::reason(errno));
     print_html(report, out);
     const bool failed = ferror(out) != 0;
     return fclose(out) != 0 || failed ? complain(path, strerror(errno)) : same;
@@ -99,7 +99,7 @@ bool is_readable(const Machine& machine) {
           "/etc/initiators.deny", tavrogen::access::share_file, tavrogen::access::usb_share_file,
           "/etc/passwd", "/etc/group"})
         if (!machine.file(path) && errno != ENOENT) {
-            complain(path, strerror(errno));
+            complain(path, Machine::reason(errno));
             return false;
         }
     return true;

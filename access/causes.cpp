@@ -443,7 +443,8 @@ std::vector<Finding> find_causes(const Machine& machine) {
         Search search(all, static_cast<Service>(number));
         for (const Found& found : search.run()) {
             const bool is_told = !told.insert(found.unit).second;
-            if (found.effects.empty() || (is_told && number == static_cast<int>(Service::settings)))
+            if (found.effects.empty() || (is_told && found.unit.field != whole_line &&
+                                          number == static_cast<int>(Service::settings)))
                 continue;
             const Cause cause = {found.oddity.text, found.oddity.cure};
             if (found.unit.file != group_file && found.unit.file != disk_file) {

@@ -1,5 +1,6 @@
 // tavrogen-lint: names each setting that tavrogen writes faithfully and a service misreads.
 #include "access/causes.h"
+#include "access/machine/door.h"
 #include "access/machine/text.h"
 
 #include <algorithm>
@@ -41,6 +42,10 @@ int parse(int count, char** words, Options* options) {
     for (int letter = 0; (letter = getopt_long(count, words, "", known, nullptr)) != -1;) {
         if (letter == 'r') {
             options->root = optarg;
+            if (options->root.empty()) {
+                fputs("tavrogen-lint: --root needs a folder\n", stderr);
+                return trouble;
+            }
         } else if (letter == 'a') {
             const auto* effect =
                 std::find_if(std::begin(effects), std::end(effects),
@@ -69,23 +74,15 @@ int parse(int count, char** words, Options* options) {
 
 // A setting that cannot be read would count as missing, and the findings would be wrong.
 bool is_readable(const Machine& machine) {
-    std::vector<std::string> files = {
-        "info",          "shareinfo", "usbshareinfo", "msdfs",    "shareinfo.hidden",
-        "shareinfo.vfs", "diskinfo",  "offlinefile",  "nfs_info", "iscsi_info"};
-    for (int number = 1; number <= 10; ++number)
-        files.push_back("iscsi_disks" + std::to_string(number));
-    for (std::string& file : files)
-        file.insert(0, "/etc/korvel/");
-    files.insert(files.end(), {"/etc/group", "/etc/passwd", "/proc/mounts"});
-    for (const std::string& path : files) {
-        const bool needed = &path - files.data() < 2;
-        if (machine.file(path))
+    auto missing = missing_inputs(machine);
+    if (!machine.file("/etc/passwd"))
+        missing["/etc/passwd"] = errno;
+    for (const auto& [path, why] : missing) {
+        if (why == ENOENT && path != info_file && path != share_file)
             continue;
-        const int why = errno;
-        if (why == ENOENT && !needed)
-            continue;
-        fprintf(stderr, "tavrogen-lint: cannot read %s: %s\n", machine.place(path).c_str(),
-                strerror(why));
+        const std::string place = machine.place(path);
+        fprintf(stderr, "tavrogen-lint: cannot read %s: %s\n",
+                (place.empty() ? path : place).c_str(), Machine::reason(why));
         return false;
     }
     return true;

@@ -129,10 +129,13 @@ void Oddities::look_at_name(const Unit& unit, const std::string& value, Found* f
         return add(is_volume ? "the volume is empty" : "the name is empty", "name it", "");
     if (name == "." || name == ".." || name.find('/') != std::string::npos)
         add(what + " is not that of one folder", "rename it", "");
+    // Each cure leaves the other oddities as they are.
+    const std::string numbered = name.substr(0, 50) + '-' + std::to_string(unit.line);
     const std::string bare = folded(without(name, blanks));
     for (const char* special : {"global", "globals", "homes", "printers", "ipc$"})
         if (!is_volume && bare == special)
-            add("Samba has a meaning of its own for the name " + quoted(name), "rename it", "");
+            add("Samba has a meaning of its own for the name " + quoted(name), "rename it",
+                numbered);
     if (name.find_first_of(blanks) != std::string::npos)
         add(what + " has a blank", "rename it without blanks", without(value, blanks));
     if (as_utf8(name) != name)
@@ -156,7 +159,7 @@ void Oddities::look_at_name(const Unit& unit, const std::string& value, Found* f
         const bool same = plain_path(folder) == plain_path(share->folder);
         add(same ? "its folder is also that of " + where
                  : "the name " + quoted(name) + " is also that of " + where,
-            same ? "give each a folder of its own" : "rename one of them", "");
+            same ? "give each a folder of its own" : "rename one of them", numbered);
     };
     if (const auto twins = places_.find(folded(name)); twins != places_.end())
         for (const Place& place : twins->second)
@@ -175,8 +178,13 @@ void Oddities::look_at_name(const Unit& unit, const std::string& value, Found* f
                  "the DFS root, " + std::string(msdfs_file) + ':' + std::to_string(root_name.line));
     if (folded(name) == "info")
         add_twin("/mnt/info", "the appliance's own share");
-    if (name.size() > longest_shown_name)
-        add("the name " + quoted(name) + " has more than 27 bytes", "take a shorter one", "");
+    if (name.size() > longest_shown_name) {
+        size_t end = longest_shown_name;
+        while ((static_cast<unsigned char>(name[end]) & 0xc0) == 0x80)
+            --end;
+        add("the name " + quoted(name) + " has more than 27 bytes", "take a shorter one",
+            name.substr(0, end));
+    }
 }
 
 // --- Lists.

@@ -1,7 +1,9 @@
 // The report: every folder that a service gives, and what each service gives of it to whom.
 #pragma once
 
-#include "access/machine/model.h"
+#include "access/machine/meaning.h"
+#include "access/machine/reading.h"
+#include "access/machine/text.h"
 
 #include <stdio.h>
 

@@ -1,7 +1,7 @@
 // People by the names that the lists of a service have for them.
 #pragma once
 
-#include "access/machine/model.h"
+#include "access/machine/machine.h"
 
 #include <unordered_map>
 

@@ -23,6 +23,7 @@ namespace {
 
 const tavrogen::access::Machine* machine;  // that the writers run for
 std::map<std::string, int> outputs;        // by their paths: files in memory
+std::map<std::string, int> failures;       // inputs that could not be opened, and why
 
 }  // namespace
 
@@ -36,7 +37,10 @@ int open_input(const char* path) {
         }
         return file;
     }
-    return open(machine->place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int file = machine->open_file(path);
+    if (file == -1)
+        failures[path] = errno;
+    return file;
 }
 
 int open_output(const char* path, mode_t) {
@@ -79,10 +83,9 @@ namespace {
 // What the program calls the services, by Service.
 constexpr std::string_view names[] = {"samba", "proftpd", "atalk", "nfs", "iscsi", "syslog"};
 
-std::map<std::string, std::string> take_outputs() {
-    std::map<std::string, std::string> written;
+void take_outputs(std::map<std::string, std::string>* written) {
     for (const auto& [path, file] : outputs) {
-        std::string& bytes = written[path];
+        std::string& bytes = (*written)[path];
         const off_t size = lseek(file, 0, SEEK_END);
         bytes.resize(size > 0 ? static_cast<size_t>(size) : 0);
         const ssize_t got = pread(file, bytes.data(), bytes.size(), 0);
@@ -90,24 +93,33 @@ std::map<std::string, std::string> take_outputs() {
         close(file);
     }
     outputs.clear();
-    return written;
 }
 
 }  // namespace
 
-std::map<std::string, std::string> run_writers(const Machine& on) {
-    machine = &on;
+Machine Machine::after_run() const {
+    Machine after = *this;
+    machine = this;
     for (const service& each : services)
         each.write();
-    return take_outputs();
+    take_outputs(&after.written_);
+    return after;
 }
 
-std::map<std::string, std::string> run_writers(const Machine& on, Service service) {
-    machine = &on;
+Machine Machine::after_run_for(Service service) const {
+    Machine after = *this;
+    machine = this;
     for (const auto& each : services)
         if (service != Service::settings && each.name == names[static_cast<size_t>(service)])
             each.write();
-    return take_outputs();
+    take_outputs(&after.written_);
+    return after;
+}
+
+std::map<std::string, int> missing_inputs(const Machine& on) {
+    failures.clear();
+    on.after_run();
+    return failures;
 }
 
 }  // namespace tavrogen::access

@@ -1,12 +1,18 @@
 // An appliance's files, found inside its root, and the people that they name.
-#include "access/machine/door.h"
-#include "access/machine/model.h"
+#include "access/machine/machine.h"
+
+#include "access/machine/meaning.h"
+#include "access/machine/reading.h"
+#include "access/machine/text.h"
 
 #include <algorithm>
 #include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdlib.h>
+#include <string.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,16 +22,6 @@ const char* name_of(Service service) {
     static constexpr const char* names[] = {"SMB",   "FTP",    "AppleTalk", "NFS",
                                             "iSCSI", "syslog", "settings"};
     return names[static_cast<int>(service)];
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    for (size_t at = 0; at < text.size();) {
-        const size_t end = std::min(text.find('\n', at), text.size());
-        lines.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return lines;
 }
 
 std::vector<Span> spans_of(const std::string& file, const std::vector<std::string>& texts) {
@@ -46,41 +42,6 @@ std::vector<Span> spans_of(const std::string& file, const std::vector<std::strin
         spans.push_back({static_cast<int>(at) + 1, static_cast<int>(next) + 1});
     }
     return spans;
-}
-
-std::vector<std::string> fields_of(const std::string& line) {
-    constexpr std::string_view ends("<>\0", 3);
-    std::vector<std::string> fields;
-    for (size_t at = 0; at < line.size();) {
-        const size_t end = std::min(line.find_first_of(ends, at), line.size());
-        fields.push_back(line.substr(at, end - at));
-        at = end + 2;
-    }
-    return fields;
-}
-
-int line_without_volume(const Machine& machine, const std::string& path) {
-    int number = 0;
-    for (const std::string& line : lines_of(machine.file(path).value_or(""))) {
-        ++number;
-        const auto fields = fields_of(line);
-        if (!fields.empty() && (fields.size() < 2 || fields[1].empty()))
-            return number;
-    }
-    return 0;
-}
-
-std::vector<std::string> names_in(const std::string& list) {
-    std::vector<std::string> names;
-    for (size_t at = 0; at < list.size();) {
-        const size_t comma = std::min(list.find(',', at), list.size());
-        const size_t first = std::min(list.find_first_not_of(" \t", at), comma);
-        const size_t last = list.find_last_not_of(" \t", comma - (comma > first));
-        if (first < comma)
-            names.push_back(list.substr(first, last + 1 - first));
-        at = comma + 1;
-    }
-    return names;
 }
 
 // Cut where a C text ends.
@@ -165,9 +126,11 @@ class Crowd {
         return person;
     }
 
-    Person* find(const std::string& name) {
-        const auto at = people_.find(name);
-        return at == people_.end() ? nullptr : &at->second;
+    // True for the name of somebody who is there, but for the case of its letters.
+    bool has_in_other_letters(const std::string& name) const {
+        return std::any_of(people_.begin(), people_.end(), [&](const auto& other) {
+            return other.first != name && strcasecmp(other.first.c_str(), name.c_str()) == 0;
+        });
     }
 
     std::vector<Person> sorted() const {
@@ -201,7 +164,8 @@ std::vector<Person> find_people(const Machine& machine) {
                 crowd.add(member);
     for (const std::string& user : listed_users(machine)) {
         const bool of_domain = user.find('+') != std::string::npos;
-        if (!passwd || (of_domain && (domain == "on" || domain == "ad")))
+        const bool has_account = passwd || crowd.has_in_other_letters(user);
+        if (!has_account || (of_domain && (domain == "on" || domain == "ad")))
             crowd.add(user);
     }
 
@@ -325,10 +289,23 @@ const std::string* Machine::in_memory(const std::string& path) const {
     return at == written_.end() ? nullptr : &at->second;
 }
 
+int Machine::open_file(const std::string& path) const {
+    const std::string where = place(path);
+    errno = ELOOP;
+    const int file =
+        where.empty() ? -1 : open(where.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
+    struct stat status = {};
+    if (file == -1 || (fstat(file, &status) == 0 && S_ISREG(status.st_mode)))
+        return file;
+    close(file);
+    errno = S_ISDIR(status.st_mode) ? EISDIR : not_regular;
+    return -1;
+}
+
 std::optional<std::string> Machine::file(const std::string& path) const {
     if (const std::string* text = in_memory(path))
         return *text;
-    const int file = open(place(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
+    const int file = open_file(path);
     if (file == -1)
         return {};
     std::string bytes;
@@ -339,10 +316,16 @@ std::optional<std::string> Machine::file(const std::string& path) const {
         if (got > 0)
             bytes.append(piece, static_cast<size_t>(got));
     }
+    const int why = errno;
     close(file);
+    errno = why;
     if (got < 0)
         return {};
     return bytes;
+}
+
+const char* Machine::reason(int error) {
+    return error == not_regular ? "not a regular file" : strerror(error);
 }
 
 bool Machine::is_there(const std::string& path) const {
@@ -371,20 +354,6 @@ std::vector<std::string> Machine::folders_in(const std::string& path) const {
             names.push_back(shown.substr(path.size() + 1));
     std::sort(names.begin(), names.end());
     return names;
-}
-
-Machine Machine::after_run() const {
-    Machine after = *this;
-    for (auto& [path, text] : run_writers(*this))
-        after.written_[path] = std::move(text);
-    return after;
-}
-
-Machine Machine::after_run_for(Service service) const {
-    Machine after = *this;
-    for (auto& [path, text] : run_writers(*this, service))
-        after.written_[path] = std::move(text);
-    return after;
 }
 
 }  // namespace tavrogen::access

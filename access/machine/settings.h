@@ -1,7 +1,7 @@
 // The settings of an appliance as units that can be changed one by one, in memory.
 #pragma once
 
-#include "access/machine/model.h"
+#include "access/machine/meaning.h"
 
 namespace tavrogen::access {
 

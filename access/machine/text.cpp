@@ -1,7 +1,5 @@
-// Texts as they can be shown.
+// Takes texts apart, and makes them fit to be shown.
 #include "access/machine/text.h"
-
-#include "access/machine/model.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -58,6 +56,40 @@ std::string shown_by(const std::string& text, Show show) {
 }
 
 }  // namespace
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return lines;
+}
+
+std::vector<std::string> fields_of(const std::string& line) {
+    constexpr std::string_view ends("<>\0", 3);
+    std::vector<std::string> fields;
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = std::min(line.find_first_of(ends, at), line.size());
+        fields.push_back(line.substr(at, end - at));
+        at = end + 2;
+    }
+    return fields;
+}
+
+std::vector<std::string> names_in(const std::string& list) {
+    std::vector<std::string> names;
+    for (size_t at = 0; at < list.size();) {
+        const size_t comma = std::min(list.find(',', at), list.size());
+        const size_t first = std::min(list.find_first_not_of(" \t", at), comma);
+        const size_t last = list.find_last_not_of(" \t", comma - (comma > first));
+        if (first < comma)
+            names.push_back(list.substr(first, last + 1 - first));
+        at = comma + 1;
+    }
+    return names;
+}
 
 std::vector<std::string> words_of(const std::string& text, const char* between) {
     std::vector<std::string> words;

@@ -1,6 +1,7 @@
 // Reads /etc/atalk/AppleVolumes.default back as afpd of Netatalk 2.0 does: AppleVolumes.default(5),
 // and afpd.conf(5) for guests.
 #include "access/machine/crowd.h"
+#include "access/machine/reading.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 

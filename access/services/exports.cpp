@@ -1,5 +1,6 @@
 // Reads /etc/exports back as exportfs(8) of nfs-utils does. Rules without a source of their own are
 // from exports(5).
+#include "access/machine/reading.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 

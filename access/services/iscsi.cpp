@@ -1,5 +1,6 @@
 // Reads /etc/ietd.conf, /etc/initiators.allow and /etc/initiators.deny back as the iSCSI Enterprise
 // Target does: ietd.conf(5), and the notes in its samples of the initiators' files.
+#include "access/machine/reading.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 #include "include/iscsi_info.h"

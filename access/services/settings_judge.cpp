@@ -16,8 +16,13 @@ Differences judge_settings(const Machine& machine) {
                 if (accounts.lacks(name, list) || (name == "all" && !share.open_to_all()))
                     lost.push_back(quoted(name));
         if (!lost.empty())
-            found.push_back({Service::settings, Effect::breaks, share.file, share.line, share.name,
-                             listed(lost) + (lost.size() > 1 ? " get" : " gets") + " nothing"});
+            found.push_back({Service::settings,
+                             Effect::breaks,
+                             share.file,
+                             share.line,
+                             share.name,
+                             listed(lost) + (lost.size() > 1 ? " get" : " gets") + " nothing",
+                             {"there is no such account or group", "name one that there is"}});
     }
     for (const char* file : {share_file, usb_share_file}) {
         int number = 0;

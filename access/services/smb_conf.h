@@ -5,6 +5,8 @@
 #pragma once
 
 #include "access/machine/crowd.h"
+#include "access/machine/reading.h"
+#include "access/machine/text.h"
 
 namespace tavrogen::access::smb {
 

@@ -176,10 +176,14 @@ class Judge {
                 continue;
             const smb::Share& share = server_.shares[*section.share];
             const std::string folder = smb::folder_of(share);
-            if (share.line == section.line && share.available && folder.starts_with("/mnt") &&
-                plain_path(folder) != "/mnt/authtest" && is_there(plain_path(folder)))
-                differences_.push_back({Service::smb, Effect::exposes, "", 0, quoted(share.name),
-                                        "clients get into " + plain_path(folder)});
+            if (share.line != section.line || !share.available || !folder.starts_with("/mnt") ||
+                plain_path(folder) == "/mnt/authtest")
+                continue;
+            const bool there = is_there(plain_path(folder));
+            differences_.push_back({Service::smb, there ? Effect::exposes : Effect::breaks, "", 0,
+                                    quoted(share.name),
+                                    there ? "clients get into " + plain_path(folder)
+                                          : "clients see a share that has no folder"});
         }
     }
 

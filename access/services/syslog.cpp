@@ -1,5 +1,6 @@
 // Reads /etc/syslog.conf back as rsyslogd does. Rules without a source of their own are from
 // rsyslog.conf(5); those on forwarding from the documentation of the module omfwd.
+#include "access/machine/reading.h"
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 #include "include/sys_info.h"

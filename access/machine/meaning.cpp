@@ -1,8 +1,10 @@
 // What the appliance's settings mean: who may read and write which share, by which services.
 //
 // Reads the settings by itself and knows nothing of how the program or the services say it.
-#include "access/machine/crowd.h"
+#include "access/machine/meaning.h"
 
+#include "access/machine/crowd.h"
+#include "access/machine/text.h"
 #include "base/c_string.h"
 
 #include <algorithm>
