@@ -2,7 +2,7 @@
 //
 // A lookup returns 0 (LoadConfFileOnOff: 0 or 1). If the key is missing or the file cannot be read,
 // it prints "WRAPPER:key=[KEY] not found in FILE." to standard output, returns -1 and leaves the
-// destination. If reading fails inside a value, a text holds the part that was read.
+// destination. If reading fails inside a value, a text is empty.
 //
 // A `file` is a path, which is read for that one key without the heap; or what a loader that asks
 // for many keys has loaded.
