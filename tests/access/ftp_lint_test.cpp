@@ -100,7 +100,7 @@ TEST(FtpLint, NamesWhatTheServerMisreads) {
          "blank or short"},
         {open + "x<>array1\n", none, none, "shareinfo:2: FTP: stops: x: ", stops, "blank or short"},
         {open, "usbshareinfo", open_share("stick", 0, 1, "array1"),
-         "usbshareinfo:1: FTP: stops: ", stops, own},
+         "usbshareinfo:1: FTP: stops: ", stops, "the volume \"array1\" is not that of a USB disk"},
         {open, "msdfs", "msdfs_root_path=/mnt/info", "msdfs:8: FTP: stops: the DFS root: ", stops,
          own},
         {open, "msdfs", "msdfs_root_path=/mnt/array1/spool",
