@@ -1,8 +1,7 @@
 // tavrogen-access: the report in its forms, the difference of two, and whom it knows.
-#include "tests/root.h"
+#include "tests/access/companions.h"
 
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 namespace {
 
@@ -19,18 +18,6 @@ struct Appliance : Root {
         std::filesystem::create_directories(at("/mnt"));
     }
 };
-
-Outcome access(const Root& root, const std::string& arguments) {
-    FILE* pipe = popen(
-        ("{ " ACCESS " --root '" + root.at("/").string() + "' " + arguments + "; } 2>&1").c_str(),
-        "r");
-    Outcome outcome;
-    char piece[4096];
-    while (const size_t got = fread(piece, 1, sizeof piece, pipe))
-        outcome.out.append(piece, got);
-    outcome.status = WEXITSTATUS(pclose(pipe));
-    return outcome;
-}
 
 // The share line with other switches for SMB, AppleTalk and FTP.
 std::string served_by(const Share& share, const std::string& switches) {

@@ -34,10 +34,6 @@ KNOWN = {
         "local0.*\t@": "forwarding switched on without a target",
         "local6.=info\t@": "forwarding switched on without a target",
     },
-    "PAM modules gone": {
-        "ftp: pam_smb_auth.so": "not in Debian: no FTP login by an external server",
-        "netatalk: pam_smb_auth.so": "not in Debian: no AppleTalk login by an external server",
-    },
     "SMB rights": {},
     "FTP rights": {
         "guest on setup: nothing, not read and write":
