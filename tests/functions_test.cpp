@@ -62,7 +62,6 @@ TEST(ListWords, TakeOneFieldAndMoveOverItsSeparator) {
         {"a long field is cut, and passed whole", "abcdef<>x", "abc", 4, 8},
         {"a field that fits exactly", "abc<>x", "abc", 4, 5},
         {"a lone < takes the next byte with it", "a<b<>c", "a", 60, 3},
-        {"so does a lone >", ">x", "", 60, 2},
         {"bytes beyond ASCII", "\xff\x80<>", "\xff\x80", 60, 4},
         {"a newline belongs to its field", "last\n", "last\n", 60, 7},
         {"no room but for the end", "abc<>", "", 1, 5},
@@ -157,7 +156,6 @@ TEST_F(Files, ALineThatHoldsATextIsFoundAndCut) {
         {"a longer line is cut", "four", "four tw", 8},
         {"no text spans two lines", "three\nfour", "", 32},
         {"the last line needs no newline", "last", "last", 32},
-        {"upper and lower case differ", "Two", "", 32},
     };
     for (const auto& row : rows) {
         char line[32] = "";
@@ -368,8 +366,6 @@ TEST(Strings, AreReplaced) {
     const struct {
         string behaviour, text, pattern, replacement, result, said;
     } rows[] = {
-        {"a longer replacement", "banana", "a", "bb", "bbbnbbnbb", warning},
-        {"a shorter one", "bbbnbbnbb", "bb", "a", "abnana", ""},
         {"matches that overlap, growing", "aaaaa", "aa", "xyz", "xyzxyza", warning},
         {"matches that overlap, shrinking", "aaaaa", "aa", "a", "aaa", ""},
         {"a replacement is not searched", "aba", "a", "aa", "aabaa", warning},
