@@ -100,8 +100,6 @@ TEST_F(Files, KeyedLookupsConvertTheFirstValueOfTheExactKey) {
     } rows[] = {
         {"on", "on", "on", 1, 0, 0},
         {"a blank after on", "on ", "on ", 0, 0, 0},
-        {"capitals", "ON", "ON", 0, 0, 0},
-        {"nothing", "", "", 0, 0, 0},
         {"a number and letters", " -12a", " -12a", 0, -12, 244},
         {"more than a byte", "300", "300", 0, 300, 44},
         {"no octal number", "010", "010", 0, 10, 10},
@@ -234,18 +232,12 @@ TEST_F(Files, AStoreThatFailsLeavesEverythingAsItWas) {
     }
     fail_allocation(0);
     EXPECT_EQ(read(), "k=1\n");
-    fs::remove(file);
     mkfifo((folder + "/pipe").c_str(), 0600);
-    fs::create_symlink("pipe", folder + "/link");
     fs::create_symlink("nowhere", folder + "/dangling");
-    fs::create_directory(folder + "/folder");
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        const auto type = entry.symlink_status().type();
-        expect_refused(entry.path(), "v");
-        EXPECT_EQ(entry.symlink_status().type(), type) << entry.path();
-    }
-    expect_refused(folder + "/no/f", "v");
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 4) << "nothing temporary";
+    for (const string path : {"/pipe", "/dangling", "/", "/no/f"})
+        expect_refused(folder + path, "v");
+    EXPECT_TRUE(fs::is_fifo(folder + "/pipe") && fs::is_symlink(folder + "/dangling"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 3) << "nothing temporary";
 }
 
 TEST_F(Files, AnOutputHoldsAllThatIsPut) {
@@ -419,10 +411,7 @@ TEST(Shaper, MarksGroupsAndQuotesTheAccountsOfADomain) {
         int kind;
         string shaped;  // empty: left as it is
     } rows[] = {
-        {"users", "alice,bob", 0, "alice,bob"},
-        {"an account of a domain", "CORP+alice", 0, "CORP+\"alice\""},
         {"groups", "staff,CORP+admins", 1, "@staff,@CORP+\"admins\""},
-        {"a list that has been shaped", "@staff,@CORP+\"admins\"", 1, "@staff,@CORP+\"admins\""},
         {"marks inside an item", "a@b\"c+d@e", 0, "abc+\"de\""},
         {"the first plus sign ends the domain", "a+b+c", 0, "a+\"b+c\""},
         {"parts of 127 bytes", cut_part + "+" + cut_part, 0, cut_part + "+\"" + cut_part + "\""},
