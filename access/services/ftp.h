@@ -31,7 +31,6 @@ struct Limit {
 // A <Directory>, an <Anonymous> or the server itself.
 struct Section {
     std::string path;
-    int line = 0;
     Section* parent = nullptr;  // the one that it lies in, by the text of the paths
     std::vector<Limit> limits;  // the last one of the file first
 };
@@ -40,7 +39,7 @@ struct Section {
 class Folders {
   public:
     // Adds one. Returns false when there is one of this path.
-    bool add(const std::string& path, int line, Section* outer);
+    bool add(const std::string& path, Section* outer);
 
     // Finds out which section lies in which; once all are there.
     void nest();

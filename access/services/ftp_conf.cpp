@@ -275,7 +275,7 @@ class Parser {
             return doubt();
         // Live: inside <Anonymous>, a path may be there twice.
         Folders& folders = inside_ ? server_.anonymous_folders_ : server_.folders_;
-        if (!folders.add(words[1], line_, &section()) && !inside_)
+        if (!folders.add(words[1], &section()) && !inside_)
             return refuse("there are two <Directory> sections for \"" + words[1] + '"');
         directory_ = &folders.back();
         return true;

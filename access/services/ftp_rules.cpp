@@ -134,11 +134,10 @@ bool is_below(const std::string& folder, const std::string& root) {
 
 }  // namespace
 
-bool Folders::add(const std::string& path, int line, Section* outer) {
+bool Folders::add(const std::string& path, Section* outer) {
     outer_ = outer;
     sections_.push_back(std::make_unique<Section>());
     sections_.back()->path = path;
-    sections_.back()->line = line;
     return known_.insert(path).second;
 }
 

@@ -83,31 +83,6 @@ const Written* WrittenConf::at(int line) const {
     return found;
 }
 
-const Written* WrittenConf::twin_of(const Written& share) const {
-    const Section* section = section_of(server, share);
-    const Written* twin = nullptr;
-    for (const Written& other : shares) {
-        const Section* others = section_of(server, other);
-        if (&other != &share && section != nullptr && others != nullptr && section->share &&
-            section->share == others->share)
-            twin = &other;
-    }
-    return twin;
-}
-
-std::string WrittenConf::text_without(const Written& share) const {
-    int end = static_cast<int>(lines.size()) + 1;
-    for (const Written& other : shares)
-        if (other.line > share.line)
-            end = std::min(end, other.line);
-    std::string text;
-    int number = 0;
-    for (const std::string& line : lines)
-        if (++number < share.line || number >= end)
-            text += line + '\n';
-    return text;
-}
-
 const Section* section_of(const Server& server, const Written& share) {
     const auto at =
         std::lower_bound(server.sections.begin(), server.sections.end(), share.line,

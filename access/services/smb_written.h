@@ -23,12 +23,6 @@ struct WrittenConf {
     // The share whose lines stand at a line; NULL before the first one.
     const Written* at(int line) const;
 
-    // Another share whose lines Samba has put into the same section: the last one but this.
-    const Written* twin_of(const Written& share) const;
-
-    // The file without a share's lines.
-    std::string text_without(const Written& share) const;
-
     std::vector<IntendedShare> meant;
     std::vector<std::string> lines;
     Server server;  // what Samba makes of it
