@@ -1,6 +1,7 @@
 // The fuzzers of what reads the services' files back:
 // `fuzz_readers FILE [libFuzzer option...] CORPUS`. The input is that file of an appliance.
-#include "access/machine/model.h"
+#include "access/machine/machine.h"
+#include "access/machine/reading.h"
 
 #include <algorithm>
 #include <stdlib.h>
