@@ -1,6 +1,6 @@
 // The fuzzers of what reads the services' files back:
 // `fuzz_readers FILE [libFuzzer option...] CORPUS`. The input is that file of an appliance.
-#include "access/machine/model.h"
+#include "access/machine/reading.h"
 
 #include <algorithm>
 #include <stdlib.h>
@@ -48,10 +48,6 @@ static void iscsi(const Machine& machine, const string& text) {
     check(read_ietd_conf(machine).remarks, text);
 }
 
-static void syslog(const Machine& machine, const string& text) {
-    check(read_syslog_conf(machine).remarks, text);
-}
-
 static constexpr struct {
     const char* path;
     void (*run)(const Machine& machine, const string& text);
@@ -61,7 +57,6 @@ static constexpr struct {
     {"/etc/atalk/AppleVolumes.default", atalk},
     {"/etc/exports", nfs},
     {"/etc/ietd.conf", iscsi},
-    {"/etc/syslog.conf", syslog},
 };
 static const auto* target = std::end(targets);
 
