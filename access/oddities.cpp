@@ -141,7 +141,7 @@ void Oddities::look_at_name(const Unit& unit, const std::string& value, Found* f
     if (as_utf8(name) != name)
         return add(what + " is no UTF-8", "rename it, at most 59 bytes long", "");
     std::string odd_bytes;
-    for (const char byte : std::string("\\%*?[]{}\"'$#;=`~<>|"))
+    for (const char byte : std::string("\\%*?[]{}\"'$#;=`~<>|:"))
         if (name.find(byte) != std::string::npos) {
             add(what + " has a " + byte, std::string("rename it without ") + byte,
                 without(value, std::string(1, byte)));
@@ -152,6 +152,8 @@ void Oddities::look_at_name(const Unit& unit, const std::string& value, Found* f
             without(value, odd_bytes + blanks));
     if (std::any_of(name.begin(), name.end(), is_control))
         add(what + " has a control character", "rename it without", "");
+    if (is_volume && unit.file == usb_share_file && !name.starts_with("usbdisk"))
+        add(what + " is not that of a USB disk", "write " + fresh(unit), "");
     const IntendedShare* share = share_of(unit);
     if (is_volume || share == nullptr)
         return;
@@ -542,7 +544,7 @@ std::string Oddities::fresh(const Unit& unit) const {
     if (unit.field == 0)
         return "folder" + number;
     if (unit.field == 1)
-        return "volume" + number;
+        return (unit.file == usb_share_file ? "usbdisk" : "volume") + std::to_string(unit.line);
     return unit.field == 2 ? "text" : stand_in(unit);
 }
 

@@ -2,18 +2,14 @@
 #include "base/c_string.h"
 #include "base/heap.h"
 #include "conf/list_words.h"
-#include "conf/load_config.h"
 #include "conf/vantor_bin.h"
-#include "conf/volume_list.h"
 #include "include/debug.h"
 #include "tests/private_mounts.h"
-#include "util/mount_probe.h"
 #include "util/utils.h"
 #include "writers/writers.h"
 
 #include <algorithm>
 #include <fstream>
-#include <memory>
 #include <string.h>
 #include <string>
 #include <string_view>
@@ -120,90 +116,11 @@ static void keys(string input) {
                value.substr(0, sizeof found - 1) == found);
 }
 
-template <class Record, auto load, auto close_list>
-static void list() {
-    Record head;
-    const int lines = load(&head);
-    int records = 0;
-    for (const Record* record = &head; record != nullptr; record = record->next)
-        ++records;
-    expect(records == std::max(lines, 1));
-    close_list(&head);
-}
-
-static void groups() {
-    GROUP_INFO head = {};
-    int count = 0;
-    expect(load_groupinfo(&head, &count) == 0 && count >= 0);
-    close_groupinfo(&head);
-}
-
-static void info() {
-    SYS_INFO record;
-    expect(load_info(&record) == 0);
-    IconvCodeCharset(record.codepage);
-}
-
-static void msdfs() {
-    MSDFS_INFO record;
-    expect(load_msdfsinfo(&record) == 0 && record.root != nullptr && record.links != nullptr);
-    close_msdfsinfo(&record);
-}
-
-static void iscsi() {
-    ISCSI_INFO record;
-    ISCSI_DISKS head;
-    expect(load_iscsi_info(&record) == 0 && load_iscsi_disks(&head) == 1);
-    close_iscsi_disks(&head);
-}
-
-static void nfs() {
-    NFS_INFO record;
-    expect(load_nfs_info(&record) == 0);
-}
-
-// The volume list, against the plainest reading: pieces of at most 255 bytes, each in an area of
-// its own whose end is guarded.
-static void volumes(string input) {
-    static constexpr char path[] = "/dev/md1";
-    store("/tmp/pvlistconfig", input);
-    const bool listed = volume_listed(path);
-    bool expected = false;
-    for (size_t length = 0; !input.empty(); input.erase(0, length)) {
-        length = std::min({input.find('\n'), input.size() - 1, size_t{254}}) + 1;
-        const string piece = input.substr(0, length) + string(4, '\0');
-        if (strstr(piece.c_str(), path) == nullptr)
-            continue;
-        const std::unique_ptr<char[]> area(new char[piece.size()]);
-        piece.copy(area.get(), piece.size());
-        char field[256] = "";
-        get_words(get_words(area.get(), field, sizeof field), field, sizeof field);
-        expected = *field != '\0';
-        break;
-    }
-    expect(listed == expected);
-}
-
-static void mount_probe() {
-    int type = 0;
-    isMounted("/mnt/usbdisk1", &type);
-    expect(type >= 0 && type <= 7);
-}
-
 static constexpr const char* appliance[] = {
 #include "fuzz/input_files.inc"
 };
 
 static string name;  // of the target
-
-// The input is the file that has the name of the target.
-template <auto load>
-static void loader(string input) {
-    for (const string path : appliance)
-        if (path.ends_with("/" + name))
-            store(path, input);
-    load();
-}
 
 // The input is all files of an appliance.
 static void writer(string input) {
@@ -220,19 +137,6 @@ static constexpr struct {
     {"tokenizer", tokenizer},
     {"strings", strings},
     {"keys", keys},
-    {"shareinfo", loader<list<SHARE_INFO, load_shareinfo, close_shareinfo>>},
-    {"offlinefile", loader<list<OFFLINE, load_offlinefile, close_offlinefile>>},
-    {"shareinfo.hidden", loader<list<SHARE_HIDDEN, load_shareinfo_hidden, close_shareinfo_hidden>>},
-    {"shareinfo.vfs", loader<list<SHARE_VFS, load_shareinfo_vfs, close_shareinfo_vfs>>},
-    {"group", loader<groups>},
-    {"info", loader<info>},
-    {"diskinfo", loader<info>},
-    {"msdfs", loader<msdfs>},
-    {"iscsi_info", loader<iscsi>},
-    {"iscsi_disks1", loader<iscsi>},
-    {"nfs_info", loader<nfs>},
-    {"mounts", loader<mount_probe>},
-    {"pvlistconfig", volumes},
 };
 
 // Gives this process /etc, /tmp and /proc/mounts of its own, empty: the product writes there.

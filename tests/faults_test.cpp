@@ -54,15 +54,12 @@ static string many_shares(int count) {
 }
 
 // Runs of a build of the program whose calls fail (tests/failing_calls.cpp).
-struct FailingProgram {
-    string usual = environment("TAVROGEN_PROGRAM", PROGRAM);
-    FailingProgram() { setenv("TAVROGEN_PROGRAM", FAILING_PROGRAM, 1); }
-    ~FailingProgram() { setenv("TAVROGEN_PROGRAM", usual.c_str(), 1); }
-};
 class FailingCalls : public testing::Test {
   protected:
-    FailingProgram program;
+    const string usual = environment("TAVROGEN_PROGRAM", PROGRAM);
+    const int changed = setenv("TAVROGEN_PROGRAM", FAILING_PROGRAM, 1);  // before the root is made
     Root root;
+    void TearDown() override { setenv("TAVROGEN_PROGRAM", usual.c_str(), 1); }
 
     Files run(const string& arguments, const string& fault, Outcome* outcome = nullptr) {
         setenv("FAIL", fault.c_str(), 1);
@@ -126,26 +123,18 @@ TEST_F(FailingCalls, NothingIsWrittenAfterAWriteThatFailed) {
     }
 }
 
-// What is wrong with the form of such a file: it does not go on to its end, a block is left open
-// or closed twice, or a text was missing where printf wrote it. Empty: nothing is.
-static string fault_in(const string& path, const string& text) {
+// True where a file goes on to its end, and each block of it is closed.
+static bool is_well_formed(const string& path, const string& text) {
+    const auto count = [&](const string& word) {
+        size_t times = 0;
+        for (size_t at = 0; (at = text.find(word, at)) != text.npos; ++at)
+            ++times;
+        return times;
+    };
     const bool is_marked = path == smb_conf || has(path, "AppleVolumes");
-    if (!text.empty() && !text.ends_with(is_marked ? "\n#####END#####\n" : "\n"))
-        return "the end is missing";
-    static const std::regex tag(" *<(/?)([A-Z][A-Za-z]*)( [^>\n]*)?>\n");
-    std::vector<string> open = {""};
-    for (const string& line : lines_of(path.ends_with("proftpd.conf") ? text : "")) {
-        std::smatch found;
-        if (!std::regex_match(line, found, tag))
-            continue;
-        if (found[1].length() == 0)
-            open.push_back(found[2]);
-        else if (open.back() != found[2])
-            return "no block to close: " + line;
-        else
-            open.pop_back();
-    }
-    return has(text, "(null)") ? "(null)" : open.back();
+    return (text.empty() || text.ends_with(is_marked ? "\n#####END#####\n" : "\n")) &&
+           count("<Directory") == count("</Directory") && count("<Limit") == count("</Limit") &&
+           count("<Anonymous") == count("</Anonymous") && !has(text, "(null)");
 }
 
 TEST_F(FailingCalls, EachAllocationMayFail) {
@@ -188,7 +177,7 @@ TEST_F(FailingCalls, EachAllocationMayFail) {
             }
             EXPECT_TRUE(is_told || complete.contains(files)) << "without a word";
             for (const auto& [path, text] : files)
-                EXPECT_EQ(fault_in(path, text), "") << path;
+                EXPECT_TRUE(is_well_formed(path, text)) << path << "\n" << text;
         }
     }
 }
@@ -217,16 +206,6 @@ TEST(Faults, LimitsAndLostMessagesChangeNoFile) {
     }
 }
 
-TEST(Faults, AFileIsCutWhereTheWritingEndsAndTheNextRunMendsIt) {
-    Root root;
-    const Files whole = files_of_run(root, "-c samba");
-    root.write(smb_conf, whole.at(smb_conf) + whole.at(smb_conf));
-    EXPECT_EQ(root.run("-c samba", "size=1000").status, 0);
-    EXPECT_EQ(root.read(smb_conf), whole.at(smb_conf).substr(0, 1000));
-    root.run("-c samba");
-    expect_same_files("the next run mends it", "-c samba", whole, written(root));
-}
-
 static void link(const fs::path& target, const fs::path& place) {
     fs::remove(place);
     fs::create_symlink(target, place);
@@ -235,6 +214,12 @@ static void link(const fs::path& target, const fs::path& place) {
 static void make_pipe(const fs::path& place) {
     fs::remove(place);
     mkfifo(place.c_str(), 0666);
+}
+
+// Anybody may hold one open in /tmp.
+static void hold_pipe(const fs::path& place) {
+    make_pipe(place);
+    open(place.c_str(), O_RDWR);
 }
 
 TEST(Faults, OddFilesAreReportedOrReadAsEmpty) {
@@ -252,14 +237,10 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmpty) {
          [](Root& root) { link("new", root.at("/etc/exports")); }, 0, "", exports},
         {"a link into a missing folder",
          [](Root& root) { link("no/dir", root.at("/etc/exports")); }, 255, no_exports, ""},
-        {"a link to itself", [](Root& root) { link("exports", root.at("/etc/exports")); }, 255,
-         no_exports, ""},
-        {"a pipe in the place of a list", [](Root& root) { make_pipe(root.at("shareinfo")); }, 0,
+        {"a pipe in the place of a list", [](Root& root) { hold_pipe(root.at("shareinfo")); }, 0,
          "", ""},
         {"a pipe in the place of a keyed file", [](Root& root) { make_pipe(root.at("nfs_info")); },
          0, "", std::regex_replace(exports, std::regex(" .*\\("), " /(")},
-        {"a list that links to nowhere", [](Root& root) { link("nothing", root.at("shareinfo")); },
-         0, no_shares, ""},
         {"a list that may not be read",
          [](Root& root) { fs::permissions(root.at("shareinfo"), fs::perms::none); }, 0, no_shares,
          ""},
@@ -278,17 +259,6 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmpty) {
         EXPECT_EQ(run.err, row.err) << row.behaviour;
         EXPECT_EQ(run.status == 0 ? root.read("/etc/exports") : "", row.exports) << row.behaviour;
     }
-}
-
-// Anybody may make one in /tmp.
-TEST(Faults, APipeThatSomebodyHoldsOpenIsNotWaitedFor) {
-    Root root;
-    root.write("/tmp/pvlistconfig", "");
-    const Files usual = files_of_run(root, "-c iscsi");
-    make_pipe(root.at("/tmp/pvlistconfig"));
-    const int held = open(root.at("/tmp/pvlistconfig").c_str(), O_RDWR);
-    expect_same_files("it lists no volume", "-c iscsi", usual, files_of_run(root, "-c iscsi"));
-    close(held);
 }
 
 TEST(Faults, AnOutputWaitsForItsReader) {
@@ -314,42 +284,4 @@ TEST(Faults, NoDescriptorIsLeftOpen) {
     EXPECT_EQ(limited.status, usual.status);
     EXPECT_EQ(limited.err, usual.err);
     EXPECT_EQ(limited.out.size(), usual.out.size());
-}
-
-// Settings are data.
-TEST(Faults, NoValueAddsALineToAFile) {
-    // Every byte that a value may hold, at first those that mean something to a service or to
-    // printf, for the fields that keep few. As a number or a switch it reads as "x" does.
-    string hostile = "x%s\r%n\\n\v\f;#\"[";
-    for (int byte = 255; byte != 0; --byte)
-        if (string("\n<>:").find(static_cast<char>(byte)) == string::npos)
-            hostile += static_cast<char>(byte);
-    const std::regex of_key("=(.*)"), of_list("(?:^|\n|<>|:)([^<:\n]*)");
-    const std::regex decides("on|off|[01]|ad|server|duplex");
-    for (const string mode : {"server", "ad"}) {
-        Root root;
-        root.change("info", "syslog_forward=on;domain=" + mode);
-        root.change("iscsi_disks1", "iscsi_device0_authtype=duplex");
-        for (const string file :
-             {"info", "diskinfo", "msdfs", "nfs_info", "iscsi_info", "iscsi_disks1", "shareinfo",
-              "usbshareinfo", "offlinefile", "shareinfo.vfs", "shareinfo.hidden", "/etc/group"}) {
-            const string text = root.read(file);
-            const std::regex& value = has(text, "=") ? of_key : of_list;
-            const auto count_lines = [&](const string& other, bool everywhere) {
-                string changed = text;
-                for (std::sregex_iterator at(text.begin(), text.end(), value), end; at != end; ++at)
-                    if (everywhere || !std::regex_match(at->str(1), decides))
-                        changed.replace(at->position(1) + changed.size() - text.size(),
-                                        at->length(1), other);
-                root.write(file, changed);
-                std::map<string, long> lines;
-                for (const auto& [path, output] : files_of_run(root, every))
-                    lines[path] = std::ranges::count(output, '\n');
-                return lines;
-            };
-            for (const bool everywhere : {false, true})
-                EXPECT_EQ(count_lines(hostile, everywhere), count_lines("x", everywhere)) << file;
-            root.write(file, text);
-        }
-    }
 }

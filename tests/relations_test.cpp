@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <regex>
+#include <sstream>
 #include <sys/stat.h>
 
 using std::string;
@@ -127,6 +128,99 @@ TEST(Relations, AListThatCannotBeOpenedIsAnEmptyListAndAMessage) {
         EXPECT_EQ(said, loads) << message;
         expect_same_texts("a list that cannot be opened is empty", "no " + file,
                           empty.texts("-d 1 " + every), seen);
+    }
+}
+
+// The keys of a file that are looked up and missing, in order, each with its reader.
+TEST(Relations, EachKeyThatIsMissingIsSaidInItsTurn) {
+    const struct {
+        string service, file, settings, keys;
+    } rows[] = {
+        {"syslog", "info", "",
+         "String: wg local_auth domain ad_dns pdc auth_server "
+         "OnOff: auth_dc_server auth_user_auto_add auth_test String: auth_test_folder wins string "
+         "Char: mtu String: codepage OnOff: atalk ftp anonyftp "
+         "String: anonyftp_folder anonyftp_mode OnOff: printer_win syslog_forward "
+         "String: syslog_forward_target syslog_forward_item OnOff: info_visible"},
+        {"syslog", "diskinfo", "",
+         "String: array1 array2 disk1 disk2 disk3 disk4 usb_disk1 usb_disk2"},
+        {"samba", "msdfs", "",
+         "String: msdfs_function msdfs_root_as_link msdfs_root_name msdfs_root_path "
+         "msdfs_link1_name"},
+        {"nfs", "nfs_info", "", "String: nfs_networkaddress nfs_subnetmask"},
+        {"iscsi", "iscsi_info", "",
+         "String: iscsi_service iscsi_IncomingUser_name iscsi_IncomingUser_password "
+         "iscsi_OutgoingUser_name iscsi_OutgoingUser_password iscsi_authtype"},
+        {"iscsi", "iscsi_disks2", "iscsi_device0_target=x\niscsi_device1_target=y\n",
+         "String: 0_path_lun0 0_alias 0_IncomingUser_name 0_IncomingUser_password "
+         "0_OutgoingUser_name 0_OutgoingUser_password 0_initiators.allow 0_available 0_authtype "
+         "0_HeaderDigest 0_DataDigest 0_InitialR2T 0_ImmediateData "
+         "Int: 0_MaxConnections 0_MaxRecvDataSegmentLength 0_MaxXmitDataSegmentLength "
+         "0_MaxBurstLength 0_FirstBurstLength 0_MaxOutstandingR2T 0_Wthreads 0_QueuedCommands "
+         "String: 0_ip_restrict 1_path_lun0"},
+    };
+    for (const auto& row : rows) {
+        Root root;
+        root.write(row.file, row.settings);
+        std::istringstream words(row.keys);
+        const string end = "] not found in /etc/korvel/" + row.file + ".\n";
+        string reader, expected, seen;
+        for (string word; words >> word;)
+            if (word.ends_with(':'))
+                reader = "LoadConfFile" + word + "key=[";
+            else
+                expected += reader + (isdigit(word[0]) ? "iscsi_device" : "") + word + end;
+        for (const string& line : lines_of(root.run("-c " + row.service).out))
+            seen += line.ends_with(end) ? line : "";
+        if (row.settings.empty())
+            EXPECT_EQ(seen, expected);
+        else  // the second device is the first one's equal
+            EXPECT_EQ(seen.substr(0, expected.size()), expected);
+    }
+}
+
+TEST(Relations, AFileThatCannotBeOpenedEndsTheWriting) {
+    const struct {
+        string service, path, not_written, first, last;  // of the lines that are not said
+    } rows[] = {
+        {"samba", "/etc/samba/smb.conf", "smb.conf pam_smb.conf", "file:/etc/samba",
+         "file:/etc/pam_smb.conf\n"},
+        {"samba", "/etc/pam_smb.conf", "pam_smb.conf", "file:/etc/pam_smb", "\n"},
+        {"proftpd", "/etc/proftpd/proftpd.conf", "proftpd.conf ftp", "file:/etc/proftpd",
+         "file:/etc/pam.d/ftp\n"},
+        {"proftpd", "/etc/pam.d/ftp", "ftp", "file:/etc/pam.d", "\n"},
+        {"atalk", "/etc/atalk/AppleVolumes.default", "AppleVolumes.default netatalk afpd.conf",
+         "file:/etc/atalk", "afpd.conf\n"},
+        {"atalk", "/etc/pam.d/netatalk", "netatalk afpd.conf", "file:/etc/pam.d", "afpd.conf\n"},
+        {"atalk", "/etc/atalk/afpd.conf", "afpd.conf", "file:/etc/atalk/afpd", "\n"},
+        {"syslog", "/etc/syslog.conf", "syslog.conf", "", ""},
+        {"nfs", "/etc/exports", "exports", "file:", "\n"},
+        {"iscsi", "/etc/ietd.conf", "ietd.conf initiators.allow initiators.deny",
+         "file:", "_allow \n"},
+        {"iscsi", "/etc/initiators.allow", "initiators.allow initiators.deny",
+         "file:/etc/initiators.deny", "_allow \n"},
+        {"iscsi", "/etc/initiators.deny", "initiators.deny", "file:/etc/initiators.allow",
+         "_allow \n"},
+    };
+    for (const auto& row : rows) {
+        const string arguments = "-d 1 -c " + row.service;
+        Texts expected = Root().texts(arguments);
+        std::istringstream files(row.not_written);
+        for (string file; files >> file;)
+            expected[file] = no_file;
+        string& out = expected["out"];
+        const string unsaid = part(out, row.first, row.last);
+        out.erase(out.find(unsaid), unsaid.size());
+        if (row.path == "/etc/initiators.deny")
+            expected["initiators.allow"] = "";
+        if (row.path == "/etc/ietd.conf")
+            expected["err"] = "";
+        expected["err"] += (row.service == "syslog" ? "cannnot open " : "cannot open ") + row.path +
+                           (row.service == "iscsi" ? "\n" : "\nstatus 255\n");
+        Root root;
+        root.obstruct(row.path);
+        expect_same_texts("a file that cannot be opened ends the writing", row.path, expected,
+                          root.texts(arguments));
     }
 }
 
@@ -348,14 +442,15 @@ TEST(Names, OfEachFileSystem) {
 TEST(Numbers, OfDisksAndLinks) {
     Root root;
     string targets, links;
-    for (int file = 1; file <= 10; ++file) {
+    for (int file = 1; file <= 11; ++file) {
         string settings;
-        for (int device = 0; device < 20; ++device) {
+        for (int device = 0; device <= 20; ++device) {
             const string key = "iscsi_device" + std::to_string(device) + "_";
             const string name = std::to_string(file) + "-" + std::to_string(device) + "\n";
             settings +=
                 key + "target=" + name + key + "path_lun0=/dev/md1\n" + key + "available=on\n";
-            targets += "Target  iqn.2008-09.com.quarvane:appliance-000000000000:" + name;
+            if (file <= 10 && device < 20)
+                targets += "Target  iqn.2008-09.com.quarvane:appliance-000000000000:" + name;
         }
         root.write("iscsi_disks" + std::to_string(file), settings);
     }

@@ -1,28 +1,10 @@
-// tavrogen-lint on whole appliances: what it prints.
-#include "tests/root.h"
+// tavrogen-lint: what it finds and what it prints.
+#include "tests/access/companions.h"
 
-#include <sys/wait.h>
+#include <algorithm>
+#include <fstream>
 
 namespace {
-
-// Runs a shell command line; what it prints, on both streams.
-Outcome shell(const std::string& command) {
-    FILE* pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
-    Outcome outcome;
-    char piece[4096];
-    while (const size_t got = fread(piece, 1, sizeof piece, pipe))
-        outcome.out.append(piece, got);
-    outcome.status = WEXITSTATUS(pclose(pipe));
-    return outcome;
-}
-
-Outcome access(const Root& root, const std::string& arguments = "") {
-    return shell(ACCESS " --root '" + root.at("/").string() + "' " + arguments);
-}
-
-Outcome lint(const Root& root, const std::string& arguments = "") {
-    return shell(LINT " --root '" + root.at("/").string() + "' " + arguments);
-}
 
 // The example appliance after a run.
 struct Example : Root {
@@ -33,6 +15,33 @@ struct Example : Root {
     }
 };
 
+// The pieces of a text between a separator.
+std::vector<std::string> pieces(const std::string& text, const std::string& separator) {
+    std::vector<std::string> found = {""};
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (text.compare(at, separator.size(), separator) == 0)
+            found.emplace_back(), at += separator.size() - 1;
+        else
+            found.back() += text[at];
+    }
+    return found;
+}
+
+// The share line of a row of `findings`, by FTP alone where that is asked about.
+std::string share_line(const std::string& row, bool by_ftp_alone) {
+    if (row.empty() || has(row, "<>"))
+        return row + "\n";
+    std::vector<std::string> fields = pieces(row, "~");
+    fields.resize(7);
+    if (fields[1] == "all" && fields[2].empty())
+        std::fill_n(fields.begin() + 1, 4, "all");
+    std::string line =
+        fields[0] + "<>" + (fields[5].empty() ? "array1" : fields[5]) + "<>" + fields[6];
+    for (int list = 1; list <= 4; ++list)
+        line += "<>" + fields[list];
+    return line + (by_ftp_alone ? "<>0<>0<>1" : "<>1<>1<>1") + "<>0<><>0<>0<>0<>0\n";
+}
+
 }  // namespace
 
 TEST(Lint, FindsNothingInSoundSettings) {
@@ -40,8 +49,6 @@ TEST(Lint, FindsNothingInSoundSettings) {
     EXPECT_EQ(lint(Example()).out, "");
 }
 
-// What each service makes of odd values is tested beside its reader. Here: worst first, one
-// finding for one cause, and the choice of them.
 TEST(Lint, NamesTheWorstFirstAndEachCauseOnce) {
     Root root;
     root.change("info", "syslog_forward=on;syslog_forward_target=");
@@ -60,54 +67,49 @@ TEST(Lint, NamesTheWorstFirstAndEachCauseOnce) {
     EXPECT_EQ(lint(root, "--at-least looks").status, 1);
 }
 
-// The cause is what heals: of two that suffice the later one, of two oddities the one that counts.
-TEST(Lint, NamesTheCauseThatHeals) {
-    const std::string a = Share{"a", "alice"}.line(), none = "";
-    const struct {
-        std::string rule, shares, file, change, finding;
-    } rows[] = {
-        {"an unknown user", a + Share{"b", "alice,alcie"}.line(), none, none,
-         "shareinfo:2: settings: breaks: b: \"alcie\" gets nothing: the users who may write: there "
-         "is no account \"alcie\", name one that there is, or take it out\n"},
-        {"an unknown group", Share{"a", "alice", "stuff"}.line(), none, none,
-         "shareinfo:1: settings: breaks: a: \"stuff\" gets nothing: "},
-        {"\"all\" in two lists", Share{"a", "all", "all"}.line(), none, none,
-         "\"all\" counts only in all four lists at once, write it into all four or into none\n"},
-        {"no volume", a + "b<><><>all<>all<>all<>all<>1<>1<>1<>0<><>0<>0<>0<>0\n", none, none,
-         "settings: no service can serve it"},
-        {"a key that is missing counts as on", a, "info", "info_visible",
-         "/etc/korvel/info: SMB: exposes: info: everyone may read /mnt/info, also without an "
-         "account: the key info_visible is missing, which counts as on, write info_visible=off\n"},
-        {"the later one of two of a name", a + Share{"A", "bob"}.line(), none, none,
-         "shareinfo:2: SMB: exposes: a: bob may write, alice may not read or write: the name \"A\" "
-         "is also that of /etc/korvel/shareinfo:1, rename one of them\n"},
-        {"a blank, not what it leads to", Share{" a", "bob"}.line(), "/mnt/array1/ a/file", "\n",
-         "the name \" a\" has a blank, rename it without blanks\n"},
-        {"a blank and the length beside it",
-         Share{"accounts of the year 2007 and 2008", "alice"}.line(), none, none,
-         "2008\" has a blank; the name \"accounts of the year 2007 and 2008\" has more than 27 bytes, "
-         "rename it without blanks; take a shorter one\n"},
-        {"bytes of another code page are no backslash", Share{"\x83\\", "alice"}.line(), none, none,
-         "is no UTF-8, rename it, at most 59 bytes long\n"},
-        {"two groups in a domain, not the name of one", Share{"a", "", "R&D,staff"}.line(), "info",
-         "domain=ad", "in a domain, the server lets in only members of all the groups of a line"},
-        {"the mask of the other kind of address", a, "nfs_info",
-         "nfs_networkaddress=10.0.0.0;nfs_subnetmask=64", "\"64\" is no network mask"},
-    };
-    for (const auto& row : rows) {
+// Each row of `findings`, on an appliance of its own.
+TEST(Lint, FindsWhatServicesMisread) {
+    std::string service, passwd, groups, row;
+    std::ifstream rows(SOURCE_FOLDER "/tests/access/findings");
+    while (std::getline(rows, row)) {
+        std::vector<std::string> columns = pieces(row, "|");
+        if (columns.size() < 3 || row.starts_with("# "))
+            continue;
+        for (std::string& column : columns)
+            column = unescaped(column);
+        if (columns[0].starts_with("== ")) {
+            service = columns[0].substr(3), passwd = columns[1], groups = columns[2];
+            continue;
+        }
         Root root;
-        root.write("/etc/passwd", "alice:x:1001:100::/:/bin/sh\nbob:x:1002:100::/:/bin/sh\n");
-        root.write("/etc/group", "users:x:100:alice,bob\nstaff:x:500:alice\nR&D:x:501:alice,bob\n");
+        root.write("/etc/passwd", passwd);
+        root.write("/etc/group", groups);
         root.write("usbshareinfo", "");
-        root.write("shareinfo", row.shares);
-        root.write("shareinfo.vfs", "a<>on<>on<>1<><><><>\n");
-        if (row.change.ends_with('\n'))
-            root.write(row.file, row.change);
-        else if (!row.change.empty())
-            root.change(row.file, row.change);
-        const std::string found = lint(root).out;
-        EXPECT_TRUE(has(found, row.finding)) << row.rule << "\n" << found;
+        std::string shares;
+        for (const std::string& share : pieces(columns[0], " & "))
+            shares += share_line(share, service == "FTP");
+        if (!columns[0].empty())
+            root.write("shareinfo", shares);
+        for (const std::string& change : pieces(columns[1], " & ")) {
+            const size_t colon = change.find(": ");
+            if (change.ends_with('\n'))
+                root.write(change.substr(0, colon), change.substr(colon + 2));
+            else if (!change.empty())
+                root.change(change.substr(0, colon), change.substr(colon + 2));
+        }
+        std::vector<std::string> found = lines_of(lint(root).out);
+        std::erase_if(found, [&](const std::string& line) {
+            return service != "any" && !has(part(line, ": ", ": "), service);
+        });
+        const bool told = std::any_of(found.begin(), found.end(), [&](const std::string& line) {
+            const std::vector<std::string> parts = pieces(columns[2], " & ");
+            return std::all_of(parts.begin(), parts.end(),
+                               [&](const std::string& words) { return has(line, words); });
+        });
+        EXPECT_EQ(told, !columns[2].empty()) << row << "\n" << testing::PrintToString(found);
+        EXPECT_LE(found.size(), service == "FTP" && told ? 1 : found.size()) << row;
     }
+    EXPECT_EQ(service, "any") << "not read to its end";
 }
 
 TEST(Lint, ReadsOnlyWhatItCanRead) {

@@ -16,6 +16,8 @@ MNT = pathlib.Path("/mnt")
 WRITTEN = ["samba/smb.conf", "proftpd/proftpd.conf", "pam.d/ftp", "pam.d/netatalk",
            "syslog.conf", "exports"]
 PEOPLE = ["alice", "bob", "carol", "dave", "erika"]
+ACCOUNTS = "".join(f"{name}:x:{number}:{502 if name == 'frank' else 100}::/mnt:/bin/sh\n"
+                   for number, name in enumerate(["admin", "guest", *PEOPLE, "frank"], 2001))
 # One share more than the example: people who are readers and writers at once.
 MIXED = "mixed<>array1<>Beides<>alice,bob<>studio<>bob<>finance<>1<>1<>1<>0<><>0<>0<>0<>0\n"
 
@@ -26,15 +28,17 @@ def run(*command, **options):
                           stderr=subprocess.STDOUT, text=True, timeout=30, check=False, **options)
 
 
-def write_configuration(**settings):
-    """Lets the program write for the example with some settings changed; fills /etc with it."""
+def write_configuration(shares=None, **settings):
+    """Lets the program write for the example with other shares and settings; fills /etc with it."""
     shutil.rmtree(ROOT, ignore_errors=True)
     shutil.copytree(EXAMPLE, ROOT)
     info = ROOT / "etc/korvel/info"
     kept = [line for line in info.read_text().splitlines() if line.split("=")[0] not in settings]
     info.write_text("\n".join(kept + [f"{key}={value}" for key, value in settings.items()] + [""]))
-    with open(ROOT / "etc/korvel/shareinfo", "a") as shares:
-        shares.write(MIXED)
+    (ROOT / "mnt/array1/mixed").mkdir()
+    (ROOT / "etc/passwd").write_text(ACCOUNTS)
+    listed = ROOT / "etc/korvel/shareinfo"
+    listed.write_text(listed.read_text() + MIXED if shares is None else shares)
     done = run(SOURCE / "scripts/sandbox", "--host", "morvista-nas.example.net", ROOT,
                os.environ["TAVROGEN"], *"-c samba -c proftpd -c atalk -c syslog -c nfs".split())
     assert done.returncode == 0, done.stdout
@@ -55,13 +59,13 @@ def make_accounts():
     groups += "".join(line for line in (ETC / "group").read_text().splitlines(True)
                       if not taken & set(line.split(":")[0:3:2]))
     (ETC / "group").write_text(groups)
-    with open(ETC / "passwd", "a") as passwd, open(ETC / "shadow", "a") as shadow:
-        for number, name in enumerate(["admin", "guest", *PEOPLE], 2001):
-            passwd.write(f"{name}:x:{number}:100::/mnt:/bin/sh\n")
-            shadow.write(f"{name}:*:19000:0:99999:7:::\n")
+    with open(ETC / "passwd", "a") as passwd:
+        passwd.write(ACCOUNTS)
     (ETC / "ftpusers").unlink(missing_ok=True)
-    passwords = "".join(f"{name}:{name}-secret\n" for name in ["root", "admin", "guest", *PEOPLE])
-    run("chpasswd", "--crypt-method", "SHA256", input=passwords).check_returncode()
+    names = ["root", *(line.split(":")[0] for line in ACCOUNTS.splitlines())]
+    run("pwconv").check_returncode()
+    run("chpasswd", "--crypt-method", "SHA256",
+        input="".join(f"{name}:{name}-secret\n" for name in names)).check_returncode()
 
 
 def make_samba_accounts():
@@ -75,9 +79,9 @@ def make_samba_accounts():
 def make_folders():
     """Makes the volumes, free for all: rights are the services' business. Each folder holds a
     file `marker`."""
-    shutil.copytree(EXAMPLE / "mnt", MNT, dirs_exist_ok=True)
-    (MNT / "array1/mixed").mkdir()
-    for folder in MNT.rglob("*/"):
+    run("find", MNT, "-mindepth", "1", "-delete").check_returncode()
+    shutil.copytree(ROOT / "mnt", MNT, dirs_exist_ok=True)
+    for folder in [folder for folder in MNT.rglob("*") if folder.is_dir()]:
         folder.chmod(0o777)
         (folder / "marker").write_text("kept")
         (folder / "marker").chmod(0o666)

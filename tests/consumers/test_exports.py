@@ -7,8 +7,8 @@ from appliance import run
 
 class Exports(unittest.TestCase):
     def test_the_switched_on_shares_are_exported_to_the_network(self):
-        appliance.make_folders()
         appliance.write_configuration()
+        appliance.make_folders()
         # A kernel that serves NFS itself cannot export the private machine's memory file system.
         said = run("exportfs", "-r").stdout.splitlines()
         self.assertEqual([line for line in said if "requires fsid=" not in line], [])

@@ -4,7 +4,6 @@ import unittest
 
 import appliance
 from appliance import ETC, run
-from known import KNOWN
 
 SERVICES = ("ftp", "netatalk")
 
@@ -12,12 +11,6 @@ SERVICES = ("ftp", "netatalk")
 def accepts(service, person, password, *steps):
     done = run("pamtester", service, person, "authenticate", *steps, input=password + "\n")
     return done.returncode == 0
-
-
-def missing_modules(service):
-    words = [line.split()[2] for line in (ETC / "pam.d" / service).read_text().splitlines()
-             if not line.startswith("#")]
-    return {word for word in words if not list(pathlib.Path("/lib").glob(f"*/security/{word}"))}
 
 
 class Pam(unittest.TestCase):
@@ -49,14 +42,3 @@ class Pam(unittest.TestCase):
                         # guest is no member: only AppleTalk falls back to local passwords
                         self.assertEqual(accepts(service, "guest", "guest-secret"),
                                          service == "netatalk" and local_auth == "on")
-
-    def test_only_known_modules_are_gone(self):
-        gone = set()
-        for mode in ("off", "on", "ad", "server", "share"):
-            appliance.write_configuration(domain=mode)
-            for service in SERVICES:
-                missing = missing_modules(service)
-                if missing:
-                    self.assertFalse(accepts(service, "alice", "alice-secret"))
-                gone |= {f"{service}: {module}" for module in missing}
-        self.assertEqual(gone, set(KNOWN["PAM modules gone"]))
