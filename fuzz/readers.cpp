@@ -28,43 +28,29 @@ static void check(const Reading& reading, const Machine& machine, const string& 
         expect(grant.people.empty() || grant.people.size() == machine.people().size());
 }
 
-static void smb(const Machine& machine, const string& text) {
-    check(read_smb_conf(machine), machine, text);
-}
-
-static void ftp(const Machine& machine, const string& text) {
-    check(read_proftpd_conf(machine, {"/mnt", "/mnt/array1/public", "/"}), machine, text);
-}
-
-static void atalk(const Machine& machine, const string& text) {
-    check(read_apple_volumes(machine), machine, text);
-}
-
-static void nfs(const Machine& machine, const string& text) {
-    check(read_exports(machine), machine, text);
-}
-
-static void iscsi(const Machine& machine, const string& text) {
-    check(read_ietd_conf(machine).remarks, text);
-}
-
+using Text = const string&;
 static constexpr struct {
     const char* path;
-    void (*run)(const Machine& machine, const string& text);
+    void (*run)(const Machine& machine, Text text);
 } targets[] = {
-    {"/etc/samba/smb.conf", smb},
-    {"/etc/proftpd/proftpd.conf", ftp},
-    {"/etc/atalk/AppleVolumes.default", atalk},
-    {"/etc/exports", nfs},
-    {"/etc/ietd.conf", iscsi},
+    {"/etc/samba/smb.conf",
+     [](auto& machine, Text text) { check(read_smb_conf(machine), machine, text); }},
+    {"/etc/proftpd/proftpd.conf",
+     [](auto& machine, Text text) {
+         check(read_proftpd_conf(machine, {"/mnt", "/mnt/array1/public", "/"}), machine, text);
+     }},
+    {"/etc/atalk/AppleVolumes.default",
+     [](auto& machine, Text text) { check(read_apple_volumes(machine), machine, text); }},
+    {"/etc/exports", [](auto& machine, Text text) { check(read_exports(machine), machine, text); }},
+    {"/etc/ietd.conf",
+     [](auto& machine, Text text) { check(read_ietd_conf(machine).remarks, text); }},
 };
 static const auto* target = std::end(targets);
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     const string name = *argc > 1 ? (*argv)[1] : "";
-    target = std::find_if(std::begin(targets), std::end(targets), [&](const auto& one) {
-        return name == strrchr(one.path, '/') + 1;
-    });
+    target = std::find_if(std::begin(targets), std::end(targets),
+                          [&](const auto& one) { return name == strrchr(one.path, '/') + 1; });
     if (target == std::end(targets)) {
         for (const auto& one : targets)
             puts(strrchr(one.path, '/') + 1);

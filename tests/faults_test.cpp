@@ -216,6 +216,12 @@ static void make_pipe(const fs::path& place) {
     mkfifo(place.c_str(), 0666);
 }
 
+// Anybody may hold one open in /tmp.
+static void hold_pipe(const fs::path& place) {
+    make_pipe(place);
+    open(place.c_str(), O_RDWR);
+}
+
 TEST(Faults, OddFilesAreReportedOrReadAsEmpty) {
     Root usual;
     usual.run("-c nfs");
@@ -231,14 +237,10 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmpty) {
          [](Root& root) { link("new", root.at("/etc/exports")); }, 0, "", exports},
         {"a link into a missing folder",
          [](Root& root) { link("no/dir", root.at("/etc/exports")); }, 255, no_exports, ""},
-        {"a link to itself", [](Root& root) { link("exports", root.at("/etc/exports")); }, 255,
-         no_exports, ""},
-        {"a pipe in the place of a list", [](Root& root) { make_pipe(root.at("shareinfo")); }, 0,
+        {"a pipe in the place of a list", [](Root& root) { hold_pipe(root.at("shareinfo")); }, 0,
          "", ""},
         {"a pipe in the place of a keyed file", [](Root& root) { make_pipe(root.at("nfs_info")); },
          0, "", std::regex_replace(exports, std::regex(" .*\\("), " /(")},
-        {"a list that links to nowhere", [](Root& root) { link("nothing", root.at("shareinfo")); },
-         0, no_shares, ""},
         {"a list that may not be read",
          [](Root& root) { fs::permissions(root.at("shareinfo"), fs::perms::none); }, 0, no_shares,
          ""},
@@ -257,17 +259,6 @@ TEST(Faults, OddFilesAreReportedOrReadAsEmpty) {
         EXPECT_EQ(run.err, row.err) << row.behaviour;
         EXPECT_EQ(run.status == 0 ? root.read("/etc/exports") : "", row.exports) << row.behaviour;
     }
-}
-
-// Anybody may make one in /tmp.
-TEST(Faults, APipeThatSomebodyHoldsOpenIsNotWaitedFor) {
-    Root root;
-    root.write("/tmp/pvlistconfig", "");
-    const Files usual = files_of_run(root, "-c iscsi");
-    make_pipe(root.at("/tmp/pvlistconfig"));
-    const int held = open(root.at("/tmp/pvlistconfig").c_str(), O_RDWR);
-    expect_same_files("it lists no volume", "-c iscsi", usual, files_of_run(root, "-c iscsi"));
-    close(held);
 }
 
 TEST(Faults, AnOutputWaitsForItsReader) {

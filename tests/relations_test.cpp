@@ -147,6 +147,7 @@ TEST(Relations, EachKeyThatIsMissingIsSaidInItsTurn) {
         {"samba", "msdfs", "",
          "String: msdfs_function msdfs_root_as_link msdfs_root_name msdfs_root_path "
          "msdfs_link1_name"},
+        {"nfs", "nfs_info", "", "String: nfs_networkaddress nfs_subnetmask"},
         {"iscsi", "iscsi_info", "",
          "String: iscsi_service iscsi_IncomingUser_name iscsi_IncomingUser_password "
          "iscsi_OutgoingUser_name iscsi_OutgoingUser_password iscsi_authtype"},
@@ -194,8 +195,8 @@ TEST(Relations, AFileThatCannotBeOpenedEndsTheWriting) {
         {"atalk", "/etc/atalk/afpd.conf", "afpd.conf", "file:/etc/atalk/afpd", "\n"},
         {"syslog", "/etc/syslog.conf", "syslog.conf", "", ""},
         {"nfs", "/etc/exports", "exports", "file:", "\n"},
-        {"iscsi", "/etc/ietd.conf", "ietd.conf initiators.allow initiators.deny", "file:",
-         "_allow \n"},
+        {"iscsi", "/etc/ietd.conf", "ietd.conf initiators.allow initiators.deny",
+         "file:", "_allow \n"},
         {"iscsi", "/etc/initiators.allow", "initiators.allow initiators.deny",
          "file:/etc/initiators.deny", "_allow \n"},
         {"iscsi", "/etc/initiators.deny", "initiators.deny", "file:/etc/initiators.allow",
@@ -441,14 +442,15 @@ TEST(Names, OfEachFileSystem) {
 TEST(Numbers, OfDisksAndLinks) {
     Root root;
     string targets, links;
-    for (int file = 1; file <= 10; ++file) {
+    for (int file = 1; file <= 11; ++file) {
         string settings;
-        for (int device = 0; device < 20; ++device) {
+        for (int device = 0; device <= 20; ++device) {
             const string key = "iscsi_device" + std::to_string(device) + "_";
             const string name = std::to_string(file) + "-" + std::to_string(device) + "\n";
             settings +=
                 key + "target=" + name + key + "path_lun0=/dev/md1\n" + key + "available=on\n";
-            targets += "Target  iqn.2008-09.com.quarvane:appliance-000000000000:" + name;
+            if (file <= 10 && device < 20)
+                targets += "Target  iqn.2008-09.com.quarvane:appliance-000000000000:" + name;
         }
         root.write("iscsi_disks" + std::to_string(file), settings);
     }

@@ -71,8 +71,7 @@ string part(const string& text, const string& begin, const string& end) {
     return to == text.npos ? "" : text.substr(from, to + end.size() - from);
 }
 
-// The text with a number for each address: in the order in which an action names them, since what
-// it has freed comes again in the next one.
+// What an action has freed comes again in the next one.
 string numbered(const string& text) {
     static const std::regex address("0x[0-9a-f]+");
     std::map<string, size_t> numbers;
@@ -218,7 +217,6 @@ Outcome Root::run(const string& arguments, const string& limits, const string& o
     return outcome;
 }
 
-// At most so many lines of a text, each of a bearable length.
 string beginning(const string& text, size_t most) {
     string shown;
     for (const string& line : lines_of(text)) {
@@ -227,13 +225,6 @@ string beginning(const string& text, size_t most) {
         shown += line.size() < 300 ? line : line.substr(0, 300) + "...\n";
     }
     return shown;
-}
-
-static void fail(const string& behaviour, const string& input, const string& path,
-                 const string& differences) {
-    ADD_FAILURE() << behaviour << "\n"
-                  << beginning(input, 8) << (input.ends_with('\n') ? "" : "\n") << path << "\n"
-                  << beginning(differences, 24);
 }
 
 string differing_lines(const string& expected, const string& seen) {
@@ -250,7 +241,9 @@ string differing_lines(const string& expected, const string& seen) {
 void expect_same(const string& behaviour, const string& input, const string& path,
                  const string& expected, const string& seen) {
     if (expected != seen)
-        fail(behaviour, input, path, differing_lines(expected, seen));
+        ADD_FAILURE() << behaviour << "\n"
+                      << beginning(input, 8) << (input.ends_with('\n') ? "" : "\n") << path << "\n"
+                      << beginning(differing_lines(expected, seen), 24);
 }
 
 string unescaped(const string& line) {

@@ -139,15 +139,10 @@ std::vector<std::string> split_words(const std::string& line) {
 std::vector<std::string> split_names(const std::vector<std::string>& words) {
     std::vector<std::string> names;
     for (size_t word = 1; word < words.size(); ++word) {
-        const std::string& text = words[word];
-        if (text.empty())
-            names.push_back(text);
-        for (size_t at = 0; at < text.size();) {
-            const size_t end = std::min(text.find(',', at), text.size());
-            if (end > at)
-                names.push_back(text.substr(at, end - at));
-            at = end + 1;
-        }
+        if (words[word].empty())
+            names.emplace_back();
+        for (const std::string& name : words_of(words[word], ","))
+            names.push_back(name);
     }
     return names;
 }

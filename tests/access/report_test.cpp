@@ -25,6 +25,12 @@ std::string served_by(const Share& share, const std::string& switches) {
     return line.replace(line.find("<>1<>1<>1<>0"), 10, "<>" + switches);
 }
 
+// What some lines of Python print of the report.
+std::string from_json(const Root& root, const std::string& arguments, const std::string& lines) {
+    const std::string script = "import json, sys\nreport = json.load(sys.stdin)\n" + lines;
+    return access(root, arguments + " | python3 -c " + quoted(script)).out;
+}
+
 }  // namespace
 
 TEST(Report, ShowsWhoMayDoWhat) {
@@ -111,7 +117,6 @@ TEST(Report, ShowsWhoGainsAndWhoLoses) {
     const auto on = [](const std::string& volume, const std::string& user) {
         return Share{"docs", user, "", "", "", 0, 1, volume}.line();
     };
-    const std::string service[] = {"SMB", "FTP", "AppleTalk"};
     const struct {
         std::string rule, before, after, info, lines;
     } rows[] = {
@@ -164,11 +169,11 @@ TEST(ReportByTools, KnowsThePeople) {
         if (!row.passwd.empty())
             root.write("/etc/passwd", row.passwd);
         root.change("info", "domain=" + row.domain);
-        const std::string names =
-            "import json, sys\n"
-            "for one in json.load(sys.stdin)[\"people\"]:\n"
-            " print(one[\"name\"], \",\".join(one[\"groups\"]), sep=\":\", end=\" \")";
-        EXPECT_EQ(access(root, "--json | python3 -c '" + names + "'").out, row.people);
+        EXPECT_EQ(
+            from_json(root, "--json",
+                      "for one in report[\"people\"]:\n"
+                      " print(one[\"name\"], \",\".join(one[\"groups\"]), sep=\":\", end=\" \")"),
+            row.people);
     }
 }
 
@@ -177,11 +182,10 @@ TEST(ReportByTools, SaysTheSameInJson) {
     root.write("/etc/hostname", "nas\n");
     root.change("info", "domain=ad");
     const std::string asks =
-        "import json, sys\nreport = json.load(sys.stdin)\n"
         "print(report[\"appliance\"], report[\"planned\"], report[\"missing\"])\n"
         "share = report[\"folders\"][0]\nsmb = share[\"rights\"][0]\n"
         "print(share[\"folder\"], smb[\"people\"], smb[\"groups\"], smb[\"guests\"])";
-    EXPECT_EQ(access(root, "--planned --json | python3 -c '" + asks + "'").out,
+    EXPECT_EQ(from_json(root, "--planned --json", asks),
               "nas True []\n/mnt/array1/a {'alice': 'write'} {'OFFICE+sales': 'write'} none\n");
 }
 
@@ -256,22 +260,20 @@ TEST(Report, HasAStatusForTrouble) {
 }
 
 TEST(Report, TakesAMomentForAThousandShares) {
+    const auto numbered = [](const char* word, int number) {
+        return word + std::to_string(number % 200);
+    };
     std::string groups, lists, passwd;
-    for (int number = 0; number < 200; ++number) {
-        const std::string name = "user" + std::to_string(number);
-        passwd += name + ":x:" + std::to_string(1000 + number) + ":1000::/:/bin/sh\n";
-        groups += "team" + std::to_string(number) + ":x:" + std::to_string(2000 + number) + ":" +
-                  name + ",user" + std::to_string(number * 7 % 200) + "\n";
+    for (int n = 0; n < 200; ++n) {
+        passwd += numbered("user", n) + ":x:" + std::to_string(1000 + n) + ":1000::/:/bin/sh\n";
+        groups += numbered("team", n) + ":x:" + std::to_string(2000 + n) + ":" +
+                  numbered("user", n) + numbered(",user", n * 7) + "\n";
     }
-    for (int number = 0; number < 1000; ++number) {
-        const auto numbered = [&](const char* word, int factor) {
-            return word + std::to_string(number * factor % 200);
-        };
+    for (int n = 0; n < 1000; ++n)
         lists +=
-            Share{"share" + std::to_string(number), numbered("user", 3) + "," + numbered("user", 5),
-                  numbered("team", 1), numbered("user", 7), numbered("@team", 9)}
+            Share{"share" + std::to_string(n), numbered("user", n * 3) + numbered(",user", n * 5),
+                  numbered("team", n), numbered("user", n * 7), numbered("@team", n * 9)}
                 .line();
-    }
     Appliance root(lists);
     root.write("/etc/passwd", passwd);
     root.write("/etc/group", groups);

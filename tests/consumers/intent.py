@@ -61,10 +61,14 @@ def deviations(people, served, granted, at_once=1):
             for (person, share), got in zip(pairs, found) if got != share.rights(person)}
 
 
+def cells(service):
+    """What tavrogen-access says: for each folder what each person may do."""
+    return {row["folder"]: {"anonymous": cell["guests"], **cell["people"]}
+            for row in report()["folders"] for cell in row["rights"]
+            if service in [other["name"] for other in cell["services"]]}
+
+
 def reported(service):
     """granted() of what tavrogen-access says."""
-    told = {"none": NOTHING, "read": READ, "write": WRITE}
-    cells = {row["folder"]: {"anonymous": cell["guests"], **cell["people"]}
-             for row in report()["folders"] for cell in row["rights"]
-             if service in [other["name"] for other in cell["services"]]}
-    return lambda person, share: told[cells.get(f"/mnt/{share.folder}", {}).get(person, "none")]
+    told, found = {"none": NOTHING, "read": READ, "write": WRITE}, cells(service)
+    return lambda person, share: told[found.get(f"/mnt/{share.folder}", {}).get(person, "none")]

@@ -1,8 +1,7 @@
-"""All that the services of Debian 12 and 13 refuse, ignore or grant otherwise than the settings mean.
+"""Which lines the services of Debian 12 and 13 refuse or ignore, as scripts/preview reads it, too.
 
-The program writes these lines and rights on purpose: the appliance's own, older services read
-them. A test that finds more than its entry here, or less, fails. Which lines a version refuses is
-data that scripts/preview reads, too.
+The program writes them on purpose: the appliance's own, older services read them. A test that finds
+more than what is known here, or less, fails.
 """
 import pathlib
 import re
@@ -27,20 +26,3 @@ def refusals(checker, option):
 def as_known(line, refused):
     """How the entry for a line begins; a line without one stands for itself."""
     return next((text for text in refused if line.lstrip().startswith(text)), line)
-
-
-KNOWN = {
-    "rsyslogd refuses or warns about": {
-        "local0.*\t@": "forwarding switched on without a target",
-        "local6.=info\t@": "forwarding switched on without a target",
-    },
-    "SMB rights": {},
-    "FTP rights": {
-        "guest on setup: nothing, not read and write":
-            "the administrators' line names guest, whose logins the anonymous section takes",
-        "guest on camera: nothing, not read":
-            "the anonymous section hides USB disks whatever their shares say",
-        "anonymous on camera: nothing, not read":
-            "the anonymous section hides USB disks whatever their shares say",
-    },
-}
