@@ -2,44 +2,19 @@
 #include "access/services/ftp.h"
 
 #include <algorithm>
-#include <strings.h>
+#include <string.h>
 
 namespace tavrogen::access::ftp {
 
 namespace {
 
 // What the program writes outside of limits and nobody's rights depend on.
-constexpr const char* directives[] = {"ServerName",
-                                      "ServerType",
-                                      "DefaultServer",
-                                      "ServerIdent",
-                                      "AuthPAM",
-                                      "AuthPAMConfig",
-                                      "AuthOrder",
-                                      "Port",
-                                      "Umask",
-                                      "TimesGMT",
-                                      "UseReverseDNS",
-                                      "MaxInstances",
-                                      "User",
-                                      "Group",
-                                      "RootLogin",
-                                      "DefaultRoot",
-                                      "TimeoutIdle",
-                                      "TimeoutLogin",
-                                      "DefaultTransferMode",
-                                      "TimeoutNoTransfer",
-                                      "ShowSymLinks",
-                                      "CharsetLocal",
-                                      "CharsetRemote",
-                                      "ScoreboardFile",
-                                      "AllowStoreRestart",
-                                      "AllowOverwrite",
-                                      "AllowRetrieveRestart",
-                                      "SocketOptions",
-                                      "UserAlias",
-                                      "HideNoAccess",
-                                      "IgnoreHidden"};
+constexpr char directives[] =
+    " ServerName ServerType DefaultServer ServerIdent AuthPAM AuthPAMConfig AuthOrder Port"
+    " Umask TimesGMT UseReverseDNS MaxInstances User Group RootLogin DefaultRoot TimeoutIdle"
+    " TimeoutLogin DefaultTransferMode TimeoutNoTransfer ShowSymLinks CharsetLocal"
+    " CharsetRemote ScoreboardFile AllowStoreRestart AllowOverwrite AllowRetrieveRestart"
+    " SocketOptions UserAlias HideNoAccess IgnoreHidden ";
 
 // Live: letters count in either case.
 bool same(const std::string& left, const char* right) {
@@ -303,7 +278,7 @@ class Parser {
         if (same(words[0], "Order"))
             return read_order(words);
         const auto is_word = [&](const char* name) { return same(words[0], name); };
-        if (std::none_of(std::begin(directives), std::end(directives), is_word)) {
+        if (strcasestr(directives, (' ' + words[0] + ' ').c_str()) == nullptr) {
             const bool is_name = limit_ == nullptr && words.size() > 1 && isupper(words[0][0]) &&
                                  std::all_of(words[0].begin(), words[0].end(), isalnum);
             return is_name ? doubt() : refuse("unknown directive \"" + words[0] + '"');
