@@ -27,7 +27,7 @@ constexpr char help[] =
 struct Options {
     std::string root = "/";
     std::optional<std::string> before, html;
-    bool planned = false, json = false;
+    int planned = 0, json = 0;  // as getopt_long(3) sets them
     std::vector<std::string> users;
 };
 
@@ -39,45 +39,35 @@ int complain(const std::string& what, const char* why) {
 
 // Returns the status to end with, or -1 to go on.
 int parse(int count, char** words, Options* options) {
-    static constexpr option known[] = {
-        {"root", required_argument, nullptr, 'r'},   {"planned", no_argument, nullptr, 'p'},
-        {"before", required_argument, nullptr, 'b'}, {"html", required_argument, nullptr, 'w'},
-        {"json", no_argument, nullptr, 'j'},         {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'v'},      {},
+    const option known[] = {
+        {"root", required_argument, nullptr, 'r'},
+        {"before", required_argument, nullptr, 'b'},
+        {"html", required_argument, nullptr, 'w'},
+        {"planned", no_argument, &options->planned, 1},
+        {"json", no_argument, &options->json, 1},
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},
+        {},
     };
     for (int letter = 0; (letter = getopt_long(count, words, "", known, nullptr)) != -1;)
-        switch (letter) {
-            case 'r':
-                options->root = optarg;
-                break;
-            case 'p':
-                options->planned = true;
-                break;
-            case 'b':
-                options->before = optarg;
-                break;
-            case 'w':
-                options->html = optarg;
-                break;
-            case 'j':
-                options->json = true;
-                break;
-            case 'h':
-                fputs(help, stdout);
-                return same;
-            case 'v':
-                puts("tavrogen-access " TAVROGEN_VERSION);
-                return same;
-            default:
-                fputs(help, stderr);
-                return trouble;
+        if (letter == 'r') {
+            options->root = optarg;
+        } else if (letter == 'b') {
+            options->before = optarg;
+        } else if (letter == 'w') {
+            options->html = optarg;
+        } else if (letter == 'v') {
+            puts("tavrogen-access " TAVROGEN_VERSION);
+            return same;
+        } else if (letter != 0) {
+            fputs(help, letter == 'h' ? stdout : stderr);
+            return letter == 'h' ? same : trouble;
         }
     options->users.assign(words + optind, words + count);
-    if (options->root.empty())
-        return complain("--root", "an empty name is no folder");
-    if (options->before && options->before->empty())
-        return complain("--before", "an empty name is no folder");
-    if (options->before && (options->html || options->json))
+    if (options->root.empty() || options->before == "")
+        return complain(options->root.empty() ? "--root" : "--before",
+                        "an empty name is no folder");
+    if (options->before && (options->html || options->json != 0))
         return complain("--before", "its lines are text, without --html and --json");
     return -1;
 }
@@ -130,7 +120,7 @@ std::optional<Report> report_of(const std::string& root, bool planned, const Opt
 }
 
 int show(const Options& options) {
-    const auto report = report_of(options.root, options.planned, options);
+    const auto report = report_of(options.root, options.planned != 0, options);
     if (!report)
         return trouble;
     if (options.before) {
@@ -140,7 +130,7 @@ int show(const Options& options) {
     if (options.html)
         if (const int status = write_html(*report, *options.html); status != same)
             return status;
-    if (options.json)
+    if (options.json != 0)
         print_json(*report, stdout);
     else if (!options.html)
         print_text(*report, stdout);

@@ -65,7 +65,7 @@ std::string who_in_words(const std::vector<std::string>& names, const Report& re
     std::string words = all ? "everyone" : "";
     for (const std::string& name : names)
         if (!all || others.contains(name))
-            words += (words.empty() ? "" : ", ") + name;
+            append(&words, name);
     return words;
 }
 
@@ -87,11 +87,6 @@ void print(const char* title, const Changes& changes,
     }
 }
 
-// True when a right holds what another one does not.
-bool more(Right less, Right right) {
-    return (static_cast<unsigned>(right) & ~static_cast<unsigned>(less)) != 0;
-}
-
 }  // namespace
 
 int print_difference(const Report& before, const Report& after, FILE* out) {
@@ -105,17 +100,15 @@ int print_difference(const Report& before, const Report& after, FILE* out) {
     all.insert(new_cells.begin(), new_cells.end());
     Changes gained, lost;
     for (const auto& [key, cells] : all) {
-        const auto old_rights = holdings(before, old_cells, key);
-        auto rights = holdings(after, new_cells, key);
-        for (const auto& [who, right] : old_rights)
-            rights.insert({who, Right::none});
-        for (const auto& [who, is] : rights) {
-            const auto old = old_rights.find(who);
-            const Right was = old == old_rights.end() ? Right::none : old->second;
-            if (more(was, is))
-                gained[{key, was, is}].emplace_back(who);
-            if (more(is, was))
-                lost[{key, was, is}].emplace_back(who);
+        auto was = holdings(before, old_cells, key), is = holdings(after, new_cells, key);
+        for (const auto& [who, right] : was)
+            is.insert({who, Right::none});
+        for (const auto& [who, right] : is) {
+            const int old_bits = static_cast<int>(was[who]), bits = static_cast<int>(right);
+            if ((bits & ~old_bits) != 0)
+                gained[{key, was[who], right}].emplace_back(who);
+            if ((old_bits & ~bits) != 0)
+                lost[{key, was[who], right}].emplace_back(who);
         }
     }
     print("More access:", gained, folders, after, out);

@@ -193,8 +193,7 @@ class Maker {
             cell.givers = {{Service::iscsi, ""}};
             cell.guest = Right::write;
             for (const std::string& address : target.allowed)
-                cell.clients += (cell.clients.empty() ? "" : ", ") +
-                                (address == "ALL" ? "everywhere" : address);
+                append(&cell.clients, address == "ALL" ? "everywhere" : address);
             if (target.allowed.empty())
                 cell.clients = "nowhere";
             if (!target.incoming_user.empty())
@@ -241,44 +240,38 @@ constexpr const char* letters[] = {"", " r", " w", " rw"};  // by Right
 
 // Who has a right, each with it: groups for their members where all have it.
 std::string holders_in_words(const Report& report, const Cell& cell, Right right) {
-    std::vector<bool> told(cell.people.size());
-    std::string names, words;
+    const std::string letter = letters[static_cast<int>(right)];
+    std::vector<bool> left(cell.people.size());  // who is still to be told
+    std::string names, words, teams, groups;
     size_t count = 0, all = 0;
-    const auto say = [&](const std::string& who) {
-        words += (words.empty() ? "" : ", ") + who + letters[static_cast<int>(right)];
-    };
-    for (size_t person = 0; person < cell.people.size(); ++person) {
-        told[person] = cell.people[person] != right;
+    for (size_t person = 0; person < left.size(); ++person) {
+        left[person] = cell.people[person] == right;
         all += !report.people[person].is_group;
-        count += !told[person] && !report.people[person].is_group;
+        count += left[person] && !report.people[person].is_group;
     }
-    if (std::find(cell.people.begin(), cell.people.end(), right) == cell.people.end())
-        return "";
     const bool everybody = report.all_people && count > 1 && count == all;
-    for (const Team& team : report.teams)
+    const auto has_it = [&](size_t person) { return cell.people[person] == right; };
+    const auto is_left = [&](size_t person) { return left[person]; };
+    for (const auto& [team, members] : report.teams)
         if (!everybody && count >= smallest_team &&
-            std::none_of(team.members.begin(), team.members.end(),
-                         [&](size_t person) { return cell.people[person] != right; })) {
-            if (std::all_of(team.members.begin(), team.members.end(),
-                            [&](size_t person) { return told[person]; }))
-                continue;  // by another group
-            say("group " + team.name);
-            for (const size_t person : team.members)
-                told[person] = true;
+            std::all_of(members.begin(), members.end(), has_it) &&
+            std::any_of(members.begin(), members.end(), is_left)) {
+            append(&teams, "group " + team + letter);
+            for (const size_t person : members)
+                left[person] = false;
         }
-    for (size_t person = 0; !everybody && person < told.size(); ++person) {
+    for (size_t person = 0; person < left.size(); ++person) {
         const std::string& name = report.people[person].name;
-        if (!told[person] && !report.people[person].is_group)
-            names += (names.empty() ? "" : " ") +
-                     (name.find(' ') == std::string::npos ? name : '"' + name + '"');
+        if (left[person] && report.people[person].is_group)
+            append(&groups, name + letter);
+        else if (left[person] && !everybody)
+            append(&names, name.find(' ') == std::string::npos ? name : quoted(name), " ");
     }
-    const std::string teams = std::exchange(words, "");
     if (everybody || !names.empty())
-        say(everybody ? "everyone" : names);
-    words += (words.empty() || teams.empty() ? "" : ", ") + teams;
-    for (size_t person = 0; person < told.size(); ++person)
-        if (!told[person] && report.people[person].is_group)
-            say(report.people[person].name);
+        words = (everybody ? "everyone" : names) + letter;
+    for (const std::string& part : {teams, groups})
+        if (!part.empty())
+            append(&words, part);
     return words;
 }
 
@@ -303,25 +296,21 @@ std::string in_words(const Report& report, const Cell& cell) {
                (cell.givers[0].service == Service::nfs ? ", whoever the user" : "");
     }
     std::string words;
-    const auto say = [&](const std::string& part) {
-        words += (words.empty() || part.empty() ? "" : ", ") + part;
-    };
     for (const Right right : {Right::write, Right::upload, Right::read})
-        say(holders_in_words(report, cell, right));
+        if (const std::string holders = holders_in_words(report, cell, right); !holders.empty())
+            append(&words, holders);
     if (cell.guest != Right::none)
-        say(std::string("without an account") + letters[static_cast<int>(cell.guest)]);
+        append(&words, std::string("without an account") + letters[static_cast<int>(cell.guest)]);
     if (cell.is_rest)
-        say("shares below excepted");
+        append(&words, "shares below excepted");
     return words.empty() ? "nobody" : words;
 }
 
 std::string in_words(const std::vector<Giver>& givers) {
     std::string words;
-    for (const Giver& giver : givers) {
-        words += (words.empty() ? "" : ", ") + std::string(name_of(giver.service));
-        if (!giver.share.empty())
-            words += " [" + giver.share + ']';
-    }
+    for (const Giver& giver : givers)
+        append(&words,
+               name_of(giver.service) + (giver.share.empty() ? "" : " [" + giver.share + ']'));
     return words;
 }
 
@@ -335,9 +324,8 @@ std::string missing_in_words(const Report& report) {
         return "no service has a file here: --planned shows what a run of tavrogen would write";
     std::string words;
     for (const auto& [service, file] : report.missing)
-        words += (words.empty() ? "not shown: " : ", ") + std::string(name_of(service)) + " (no " +
-                 file + ')';
-    return words;
+        append(&words, std::string(name_of(service)) + " (no " + file + ')');
+    return (words.empty() ? "" : "not shown: ") + words;
 }
 
 }  // namespace tavrogen::access

@@ -228,20 +228,16 @@ class Page {
     }
 
     void print_long_columns() {
-        const char* start = "<h2>People who share a column</h2>\n<ul>\n";
-        const char* end = "";
+        std::string lists;
         for (const Column& column : columns_) {
-            if (in_words_ || column.size() <= shown_names + 1)
-                continue;
-            fprintf(out_, "%s<li>", start);
-            for (size_t number = 0; number < column.size(); ++number)
-                fprintf(out_, "%s%s", number > 0 ? ", " : "",
-                        escaped(report_.people[column[number]].name).c_str());
-            fputs("</li>\n", out_);
-            start = "";
-            end = "</ul>\n";
+            std::string names;
+            for (const size_t person : column)
+                append(&names, escaped(report_.people[person].name));
+            if (!in_words_ && column.size() > shown_names + 1)
+                lists += "<li>" + names + "</li>\n";
         }
-        fputs(end, out_);
+        if (!lists.empty())
+            fprintf(out_, "<h2>People who share a column</h2>\n<ul>\n%s</ul>\n", lists.c_str());
     }
 
     void print_notes(bool stops) {

@@ -33,7 +33,7 @@ std::string joined(const Items& items, Literal literal) {
     std::string list;
     for (const auto& item : items)
         if (const std::string text = literal(item); !text.empty())
-            list += (list.empty() ? "" : ", ") + text;
+            append(&list, text);
     return list;
 }
 
@@ -49,10 +49,9 @@ std::string holders_in_json(const Report& report, const Cell& cell, bool groups)
     std::string holders;
     for (size_t person = 0; person < cell.people.size(); ++person)
         if (cell.people[person] != Right::none && report.people[person].is_group == groups)
-            holders +=
-                (holders.empty() ? "" : ", ") +
-                in_json(groups ? report.people[person].groups[0] : report.people[person].name) +
-                ": \"" + words[static_cast<int>(cell.people[person])] + '"';
+            append(&holders,
+                   in_json(groups ? report.people[person].groups[0] : report.people[person].name) +
+                       ": " + quoted(words[static_cast<int>(cell.people[person])]));
     return '{' + holders + '}';
 }
 

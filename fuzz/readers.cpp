@@ -1,6 +1,5 @@
 // The fuzzers of what reads the services' files back:
 // `fuzz_readers FILE [libFuzzer option...] CORPUS`. The input is that file of an appliance.
-#include "access/machine/machine.h"
 #include "access/machine/reading.h"
 
 #include <algorithm>
@@ -45,8 +44,6 @@ static constexpr struct {
     {"/etc/exports", [](auto& machine, Text text) { check(read_exports(machine), machine, text); }},
     {"/etc/ietd.conf",
      [](auto& machine, Text text) { check(read_ietd_conf(machine).remarks, text); }},
-    {"/etc/syslog.conf",
-     [](auto& machine, Text text) { check(read_syslog_conf(machine).remarks, text); }},
 };
 static const auto* target = std::end(targets);
 

@@ -97,6 +97,10 @@ void take_outputs(std::map<std::string, std::string>* written) {
 
 }  // namespace
 
+void load_from(const Machine& appliance) {
+    machine = &appliance;
+}
+
 Machine Machine::after_run() const {
     Machine after = *this;
     machine = this;

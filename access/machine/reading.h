@@ -72,20 +72,4 @@ struct TargetReading {
 };
 TargetReading read_ietd_conf(const Machine& machine);
 
-// One destination of /etc/syslog.conf.
-struct LogTarget {
-    std::string selector;
-    std::string file;  // or
-    std::string host;
-    std::string port = "514";
-    bool tcp = false;
-    int line = 0;
-};
-struct LogReading {
-    bool present = false;
-    std::vector<LogTarget> targets;
-    std::vector<Remark> remarks;
-};
-LogReading read_syslog_conf(const Machine& machine);
-
 }  // namespace tavrogen::access

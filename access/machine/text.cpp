@@ -105,6 +105,10 @@ std::string quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
+void append(std::string* list, const std::string& item, const char* between) {
+    *list += (list->empty() ? "" : between) + item;
+}
+
 std::string listed(const std::vector<std::string>& texts, size_t most) {
     std::string words;
     for (size_t number = 0; number < texts.size() && number < most; ++number)

@@ -19,6 +19,9 @@ std::string quoted(const std::string& text);
 // The texts with commas between them, but not more than `most` of them.
 std::string listed(const std::vector<std::string>& texts, size_t most = 20);
 
+// Adds an item to a list of words.
+void append(std::string* list, const std::string& item, const char* between = ", ");
+
 // The lines of a text, without their newlines.
 std::vector<std::string> lines_of(const std::string& text);
 

@@ -123,20 +123,14 @@ std::string substitute(const std::string& text, const std::string& path) {
 
 std::vector<Volume> read_volumes(const std::string& text) {
     std::vector<Volume> volumes;
-    Volume defaults;
     for (const Line& line : config_lines(text)) {
-        std::vector<std::string> words = words_of(line.text);
-        if (words.empty() || (!words[0].starts_with('/') && words[0] != ":DEFAULT:"))
-            continue;
-        Volume volume = defaults;
+        const std::vector<std::string> words = words_of(line.text);
+        if (words.empty() || !words[0].starts_with('/'))
+            continue;  // the line of defaults says nothing of who may use a volume
+        Volume volume;
         volume.line = line.number;
         for (size_t word = 1; word < words.size(); ++word)
             read_word(words[word], &volume);
-        if (!words[0].starts_with('/')) {
-            volume.name.clear();
-            defaults = volume;
-            continue;
-        }
         volume.path = substitute(words[0], "");
         if (volume.name.empty())
             volume.name = volume.path.substr(volume.path.rfind('/') + 1);
@@ -193,11 +187,6 @@ std::vector<Person> logins_of(const Machine& machine) {
     return logins;
 }
 
-// The name as clients see it.
-std::string shown_name(const Volume& volume) {
-    return volume.name.substr(0, longest_name);
-}
-
 std::string folded(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(), [](char letter) {
         return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
@@ -214,7 +203,7 @@ std::vector<Grant> read_grants(const Machine& machine, const std::vector<Volume>
     for (const Volume& volume : volumes) {
         Grant grant = {};
         grant.service = Service::atalk;
-        grant.share = shown_name(volume);
+        grant.share = volume.name.substr(0, longest_name);
         grant.folder = volume.path;
         grant.line = volume.line;
         grant.people = rights_on(volume, crowd);

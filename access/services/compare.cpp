@@ -1,4 +1,5 @@
 // Sets what a service gives against what is meant, and says it in words.
+#include "access/machine/text.h"
 #include "access/services/judge.h"
 
 namespace tavrogen::access {
@@ -12,9 +13,15 @@ std::string in_words(const Machine& machine, const std::vector<size_t>& people) 
     for (size_t number = 0; number < people.size(); ++number) {
         if (number == shown && people.size() > shown + 1)
             return words + " and " + std::to_string(people.size() - shown) + " others";
-        words += (number > 0 ? ", " : "") + all[people[number]].name;
+        append(&words, all[people[number]].name);
     }
     return words;
+}
+
+bool leads_elsewhere(const IntendedShare& share) {
+    const std::string path = share.folder + '/';
+    return path.find("/./") != std::string::npos || path.find("/../") != std::string::npos ||
+           (!share.usb && share.name.find_first_not_of('/') == std::string::npos);
 }
 
 std::optional<Difference> compare(const Machine& machine, const IntendedShare& share,
@@ -33,15 +40,12 @@ std::optional<Difference> compare(const Machine& machine, const IntendedShare& s
             less[verb].push_back(person);
     }
     std::string what;
-    const auto say = [&](const std::string& subject, const std::string& verb) {
-        what += (what.empty() ? "" : ", ") + subject + ' ' + verb;
-    };
     const int guest_more = static_cast<int>(guest) & ~(served ? static_cast<int>(share.guest) : 0);
     if (guest_more != 0)
-        say("anyone without an account", more_verbs[guest_more]);
+        what = std::string("anyone without an account ") + more_verbs[guest_more];
     for (const auto* side : {&more, &less})
         for (const auto& [verb, persons] : *side)
-            say(in_words(machine, persons), verb);
+            append(&what, in_words(machine, persons) + ' ' + verb);
     if (what.empty())
         return {};
     return Difference{

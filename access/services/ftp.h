@@ -61,12 +61,6 @@ class Folders {
     std::unordered_map<const Section*, Numbers> patterns_;  // those with, by what they lie in
 };
 
-// What somebody may do with the files of a folder.
-struct Given {
-    bool read = false;
-    bool write = false;
-};
-
 class Server {
   public:
     Server(const std::string& text, const Machine& machine);
@@ -78,9 +72,9 @@ class Server {
     const std::vector<Remark>& doubts() const { return doubts_; }
 
     // What each of the machine's people may do with the files of a folder.
-    std::vector<Given> give(const std::string& folder) const;
+    std::vector<Right> give(const std::string& folder) const;
     // The same without an account.
-    Given give_without_account(const std::string& folder) const;
+    Right give_without_account(const std::string& folder) const;
 
     // True when the logins of this name are anonymous ones.
     bool takes_as_anonymous(const std::string& name) const {

@@ -2,44 +2,19 @@
 #include "access/services/ftp.h"
 
 #include <algorithm>
-#include <strings.h>
+#include <string.h>
 
 namespace tavrogen::access::ftp {
 
 namespace {
 
 // What the program writes outside of limits and nobody's rights depend on.
-constexpr const char* directives[] = {"ServerName",
-                                      "ServerType",
-                                      "DefaultServer",
-                                      "ServerIdent",
-                                      "AuthPAM",
-                                      "AuthPAMConfig",
-                                      "AuthOrder",
-                                      "Port",
-                                      "Umask",
-                                      "TimesGMT",
-                                      "UseReverseDNS",
-                                      "MaxInstances",
-                                      "User",
-                                      "Group",
-                                      "RootLogin",
-                                      "DefaultRoot",
-                                      "TimeoutIdle",
-                                      "TimeoutLogin",
-                                      "DefaultTransferMode",
-                                      "TimeoutNoTransfer",
-                                      "ShowSymLinks",
-                                      "CharsetLocal",
-                                      "CharsetRemote",
-                                      "ScoreboardFile",
-                                      "AllowStoreRestart",
-                                      "AllowOverwrite",
-                                      "AllowRetrieveRestart",
-                                      "SocketOptions",
-                                      "UserAlias",
-                                      "HideNoAccess",
-                                      "IgnoreHidden"};
+constexpr char directives[] =
+    " ServerName ServerType DefaultServer ServerIdent AuthPAM AuthPAMConfig AuthOrder Port"
+    " Umask TimesGMT UseReverseDNS MaxInstances User Group RootLogin DefaultRoot TimeoutIdle"
+    " TimeoutLogin DefaultTransferMode TimeoutNoTransfer ShowSymLinks CharsetLocal"
+    " CharsetRemote ScoreboardFile AllowStoreRestart AllowOverwrite AllowRetrieveRestart"
+    " SocketOptions UserAlias HideNoAccess IgnoreHidden ";
 
 // Live: letters count in either case.
 bool same(const std::string& left, const char* right) {
@@ -139,15 +114,10 @@ std::vector<std::string> split_words(const std::string& line) {
 std::vector<std::string> split_names(const std::vector<std::string>& words) {
     std::vector<std::string> names;
     for (size_t word = 1; word < words.size(); ++word) {
-        const std::string& text = words[word];
-        if (text.empty())
-            names.push_back(text);
-        for (size_t at = 0; at < text.size();) {
-            const size_t end = std::min(text.find(',', at), text.size());
-            if (end > at)
-                names.push_back(text.substr(at, end - at));
-            at = end + 1;
-        }
+        if (words[word].empty())
+            names.emplace_back();
+        for (const std::string& name : words_of(words[word], ","))
+            names.push_back(name);
     }
     return names;
 }
@@ -308,7 +278,7 @@ class Parser {
         if (same(words[0], "Order"))
             return read_order(words);
         const auto is_word = [&](const char* name) { return same(words[0], name); };
-        if (std::none_of(std::begin(directives), std::end(directives), is_word)) {
+        if (strcasestr(directives, (' ' + words[0] + ' ').c_str()) == nullptr) {
             const bool is_name = limit_ == nullptr && words.size() > 1 && isupper(words[0][0]) &&
                                  std::all_of(words[0].begin(), words[0].end(), isalnum);
             return is_name ? doubt() : refuse("unknown directive \"" + words[0] + '"');

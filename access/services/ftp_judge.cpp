@@ -108,22 +108,15 @@ class Judge {
 
     // --- A share.
 
-    static Right right_of(const ftp::Given& given) {
-        return static_cast<Right>((given.read ? 1 : 0) | (given.write ? 2 : 0));
-    }
-
     void check(const IntendedShare& share) {
         const bool served = share.services.contains(Service::ftp);
         const auto& people = machine_.people();
-        const auto all = server_.give(share.folder);
-        const Right guest = right_of(server_.give_without_account(share.folder));
-        std::vector<Right> given;
-        for (size_t person = 0; person < people.size(); ++person) {
-            given.push_back(right_of(all[person]));
+        auto given = server_.give(share.folder);
+        const Right guest = server_.give_without_account(share.folder);
+        for (size_t person = 0; person < people.size(); ++person)
             if (server_.takes_as_anonymous(
                     people[person].name))  // less is no finding, as for guests
-                given.back() = std::max(guest, served ? share.people[person] : Right::none);
-        }
+                given[person] = std::max(guest, served ? share.people[person] : Right::none);
         if (const auto found = compare(machine_, share, Service::ftp, given, guest))
             differences_.push_back(*found);
     }
@@ -139,12 +132,15 @@ class Judge {
 
     // Who may read a folder; empty: nobody.
     std::string readers_of(const std::string& folder) const {
+        const auto reads = [](Right right) {
+            return right == Right::read || right == Right::write;
+        };
         std::vector<size_t> readers;
         const auto all = server_.give(folder);
         for (size_t person = 0; person < all.size(); ++person)
-            if (all[person].read)
+            if (reads(all[person]))
                 readers.push_back(person);
-        const bool guests = server_.give_without_account(folder).read;
+        const bool guests = reads(server_.give_without_account(folder));
         if (readers.empty())
             return guests ? "anyone without an account may read" : "";
         return in_words(machine_, readers) + " may read" +
@@ -181,7 +177,7 @@ class Judge {
         std::vector<std::string> names;
         for (const IntendedShare& share : shares_)
             if (share.guest != Right::none &&
-                right_of(server_.give_without_account(share.folder)) != Right::none)
+                server_.give_without_account(share.folder) != Right::none)
                 names.push_back(share.name);
         if (!names.empty())
             differences_.push_back({Service::ftp, Effect::exposes, info_file, anonymous.line,

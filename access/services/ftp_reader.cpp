@@ -3,10 +3,6 @@
 
 namespace tavrogen::access {
 
-static Right right_of(const ftp::Given& given) {
-    return static_cast<Right>((given.read ? 1 : 0) | (given.write ? 2 : 0));
-}
-
 Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>& folders) {
     Reading reading;
     const auto text = machine.file("/etc/proftpd/proftpd.conf");
@@ -28,9 +24,8 @@ Reading read_proftpd_conf(const Machine& machine, const std::vector<std::string>
         Grant grant;
         grant.service = Service::ftp;
         grant.folder = folder;
-        for (const ftp::Given& given : server.give(folder))
-            grant.people.push_back(right_of(given));
-        grant.guest = right_of(server.give_without_account(folder));
+        grant.people = server.give(folder);
+        grant.guest = server.give_without_account(folder);
         reading.grants.push_back(grant);
     }
     return reading;

@@ -120,11 +120,11 @@ Mask allowed(const Section* section, const char* command, const Crowd& crowd) {
     return allowed;
 }
 
-std::vector<Given> given_by(const Section& section, const Crowd& crowd) {
+std::vector<Right> given_by(const Section& section, const Crowd& crowd) {
     const Mask read = allowed(&section, "READ", crowd), write = allowed(&section, "WRITE", crowd);
-    std::vector<Given> given;
+    std::vector<Right> given;
     for (size_t person = 0; person < read.size(); ++person)
-        given.push_back({read[person] != 0, write[person] != 0});
+        given.push_back(static_cast<Right>(read[person] | write[person] << 1));
     return given;
 }
 
@@ -211,9 +211,9 @@ bool Server::has(const std::string& folder) const {
     return is_below(plain_path(folder), root_);
 }
 
-std::vector<Given> Server::give(const std::string& folder) const {
+std::vector<Right> Server::give(const std::string& folder) const {
     if (!has(folder))
-        return std::vector<Given>(crowd_.people().size());
+        return std::vector<Right>(crowd_.people().size());
     const Section* section = folders_.find(plain_path(folder) + "/file");
     auto all = given_by(section != nullptr ? *section : main_, crowd_);
     for (const std::string& name : anonymous_names_)
@@ -222,9 +222,9 @@ std::vector<Given> Server::give(const std::string& folder) const {
     return all;
 }
 
-Given Server::give_without_account(const std::string& folder) const {
+Right Server::give_without_account(const std::string& folder) const {
     if (!guest_ || !is_below(plain_path(folder), anonymous_.path))
-        return {};
+        return Right::none;
     const Section* section = anonymous_folders_.find(plain_path(folder) + "/file");
     return given_by(section != nullptr ? *section : anonymous_, *guest_)[0];
 }

@@ -36,6 +36,10 @@ Differences judge_settings(const Machine& machine);
 
 Differences judge(Service service, const Machine& machine);
 
+// True when the name or the volume have "." or ".." parts, or name the volume itself: the folder
+// is another one's.
+bool leads_elsewhere(const IntendedShare& share);
+
 // Compares what a service gives of a share with what is meant: exposes when somebody gets more,
 // else breaks. Guests who get less than meant are no difference: not every service knows them.
 std::optional<Difference> compare(const Machine& machine, const IntendedShare& share,

@@ -19,14 +19,6 @@ bool is_inside(const std::string& folder, const std::string& other) {
     return other == "/" || (folder + '/').starts_with(other + '/');
 }
 
-// True when the name or the volume have "." or ".." parts, or name the volume itself: the folder
-// is another one's.
-bool leads_elsewhere(const IntendedShare& share) {
-    const std::string path = share.folder + '/';
-    return path.find("/./") != std::string::npos || path.find("/../") != std::string::npos ||
-           (!share.usb && share.name.find_first_not_of('/') == std::string::npos);
-}
-
 class Judge {
   public:
     explicit Judge(const Machine& machine)

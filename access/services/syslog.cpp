@@ -1,6 +1,4 @@
-// Reads /etc/syslog.conf back as rsyslogd does. Rules without a source of their own are from
-// rsyslog.conf(5); those on forwarding from the documentation of the module omfwd.
-#include "access/machine/reading.h"
+// Reads the log host of /etc/syslog.conf as rsyslogd does: the documentation of its module omfwd.
 #include "access/machine/text.h"
 #include "access/services/judge.h"
 #include "include/sys_info.h"
@@ -15,66 +13,46 @@ namespace {
 
 constexpr char digits[] = "0123456789";
 
-struct Line {
-    std::string text;
-    int number;
+// Where the messages go.
+struct LogTarget {
+    std::string host;
+    std::string port = "514";
+    bool tcp = false;
 };
 
-// The lines that are neither empty nor comments; a backslash at the end takes the next line with
-// it, blanks at the end do not count.
-std::vector<Line> config_lines(const std::string& text) {
-    std::vector<Line> lines;
-    bool joined = false;
-    int number = 0;
-    for (const std::string& raw : lines_of(text)) {
-        ++number;
-        if (!joined)
-            lines.push_back({"", number});
-        std::string& line = lines.back().text;
-        line += raw;
-        line.resize(line.find_last_not_of(blanks) + 1);
-        joined = line.ends_with('\\');
-        if (joined)
-            line.pop_back();
-    }
-    std::erase_if(lines,
-                  [](const Line& line) { return line.text.empty() || line.text.starts_with('#'); });
-    return lines;
-}
-
-// An action that begins with "@": "@@" for TCP, options in brackets, a host up to ';', ':' or '#'
-// (an IPv6 address in square brackets), a port, and a template after ';'. False when the logger
-// drops the action.
-bool read_forwarding(const std::string& action, LogTarget* target) {
-    if (action.size() < 2)
-        return false;
-    size_t at = 1;
-    target->tcp = action[at] == '@';
-    at += target->tcp;
+// What stands behind the "@" of an action: "@" for TCP, options in brackets, a host up to ';', ':'
+// or '#' (an IPv6 address in square brackets), a port, and a template after ';'. Nothing when the
+// logger drops the action.
+std::optional<LogTarget> read_forwarding(const std::string& action) {
+    LogTarget target;
+    target.tcp = action.starts_with('@');
+    size_t at = target.tcp;
     if (action[at] == '(')
         at = std::min(action.find(')', at), action.size() - 1) + 1;
     if (action[at] == '[') {
         const size_t end = std::min(action.find(']', ++at), action.size());
-        target->host = action.substr(at, end - at);
+        target.host = action.substr(at, end - at);
         at = std::min(end + 1, action.size());
         // What follows up to the port belongs to the host when a blank comes first.
         if (action[at] == ' ' || action[at] == '\t')
-            target->host += action.substr(at);
+            target.host += action.substr(at);
     } else {
         const size_t end = std::min(action.find_first_of(";:#", at), action.size());
-        target->host = action.substr(at, end - at);
+        target.host = action.substr(at, end - at);
         at = end;
     }
     if (action[at] == ':') {
         const size_t end = std::min(action.find_first_not_of(digits, at + 1), action.size());
-        target->port = action.substr(at + 1, end - at - 1);
+        target.port = action.substr(at + 1, end - at - 1);
         at = end;
     }
-    const size_t semicolon = action.find_first_of(";#", at);
-    if (semicolon == std::string::npos || action[semicolon] == '#')
-        return true;
-    const size_t name = action.find_first_not_of(blanks, semicolon + 1);
-    return name == std::string::npos || action.compare(name, 8, "RSYSLOG_") == 0;
+    const size_t mark = action.find_first_of(";#", at);
+    if (mark == std::string::npos || action[mark] == '#')
+        return target;
+    const size_t name = action.find_first_not_of(blanks, mark + 1);
+    if (name == std::string::npos || action.compare(name, 8, "RSYSLOG_") == 0)
+        return target;
+    return {};
 }
 
 bool is_host_byte(char byte) {
@@ -109,34 +87,10 @@ bool is_port(const std::string& port) {
     return number > 0 && number <= 65535;
 }
 
-constexpr char conf_file[] = "/etc/syslog.conf";
-
 }  // namespace
 
-LogReading read_syslog_conf(const Machine& machine) {
-    LogReading reading;
-    const auto text = machine.file(conf_file);
-    reading.present = text.has_value();
-    for (const Line& line : config_lines(text.value_or(""))) {
-        const size_t selector = std::min(line.text.find_first_of(" \t"), line.text.size());
-        const size_t at = line.text.find_first_not_of(" \t", selector);
-        const std::string action = at == std::string::npos ? "" : line.text.substr(at);
-        LogTarget target;
-        target.selector = line.text.substr(0, selector);
-        target.line = line.number;
-        if (action.starts_with('/') || action.starts_with("-/")) {
-            target.file = action.substr(action.find('/'));
-        } else if (action.starts_with('@') && !read_forwarding(action, &target)) {
-            reading.remarks.push_back({line.number, false, "the logger drops the line"});
-            continue;
-        }
-        reading.targets.push_back(target);
-    }
-    return reading;
-}
-
 Differences judge_syslog(const Machine& machine) {
-    const auto text = machine.file(conf_file);
+    const auto text = machine.file("/etc/syslog.conf");
     if (!text || text->find("\t@") == std::string::npos)
         return {};
     Differences found;
@@ -159,16 +113,18 @@ Cause odd_log_host(const std::string& value) {
         return {shown + " is an IPv6 address without brackets", "write [" + value + "]"};
     if (value.size() > sizeof SYS_INFO::syslog_forward_target - 1)
         return {shown + " is cut after 49 bytes", "name a host with a shorter name"};
-    LogTarget read;
-    const auto lines = config_lines("x\t@" + value + "\nx\t/next");
-    if (lines.empty() || !read_forwarding(lines[0].text.substr(2), &read))
+    std::string action = value.substr(0, value.find_last_not_of(blanks) + 1);
+    if (action.ends_with('\\'))
+        action.back() = ' ';  // the next line belongs to it
+    const auto read = read_forwarding(action);
+    if (!read)
         return {"the logger cannot read the log host " + shown, "write one host, and a port"};
-    if (read.tcp)
+    if (read->tcp)
         return {shown + " begins with @, which asks for TCP",
                 "take the @ out for UDP, as the other log lines have it"};
-    if (!is_host(read.host))
+    if (!is_host(read->host))
         return {shown + " is no host", "write one host without blanks"};
-    if (!is_port(read.port))
+    if (!is_port(read->port))
         return {shown + " has no port after the colon", "write a number from 1 to 65535"};
     return {};
 }
