@@ -40,14 +40,10 @@ int complain(const std::string& what, const char* why) {
 // Returns the status to end with, or -1 to go on.
 int parse(int count, char** words, Options* options) {
     const option known[] = {
-        {"root", required_argument, nullptr, 'r'},
-        {"before", required_argument, nullptr, 'b'},
-        {"html", required_argument, nullptr, 'w'},
-        {"planned", no_argument, &options->planned, 1},
-        {"json", no_argument, &options->json, 1},
-        {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'v'},
-        {},
+        {"root", required_argument, nullptr, 'r'}, {"before", required_argument, nullptr, 'b'},
+        {"html", required_argument, nullptr, 'w'}, {"planned", no_argument, &options->planned, 1},
+        {"json", no_argument, &options->json, 1},  {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},    {},
     };
     for (int letter = 0; (letter = getopt_long(count, words, "", known, nullptr)) != -1;)
         if (letter == 'r') {
