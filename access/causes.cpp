@@ -395,12 +395,13 @@ class Search {
                                                  "list of the groups who may only read"};
         const std::string value = quoted(settings_.get(cause.unit));
         const std::string what = cause.unit.key.empty() ? fields[cause.unit.field] : cause.unit.key;
-        std::string text = "the " + what + ' ' + value + " is read otherwise";
+        const std::string the_value = "the " + what + ' ' + value;
+        std::string text = the_value + " is read otherwise";
         for (const Difference& effect : cause.effects)
             if (effect.rule.text.find("two <Directory>") != std::string::npos)
                 text = "the appliance has rules of its own for that folder: " + effect.rule.text;
             else if (!effect.rule.text.empty())
-                text = "the " + what + ' ' + value + ": " + effect.rule.text;
+                text = std::string(the_value).append(": ").append(effect.rule.text);
         const bool is_name = cause.unit.key.empty() && cause.unit.field < 2;
         const std::string fresh = all_.oddities.fresh(cause.unit);
         return {text, is_name ? "rename it" : "write another one, such as " + quoted(fresh), fresh};

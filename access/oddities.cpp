@@ -301,6 +301,7 @@ void Oddities::look_at_lists(const Unit& unit, const std::string& value, Found* 
         for (const std::string& name : names)
             if (!name.starts_with('@')) {
                 std::vector<std::string> marked;
+                marked.reserve(names.size());
                 for (const std::string& other : names)
                     marked.push_back((other.starts_with('@') ? "" : "@") + other);
                 add(what + quoted(name) + " has no @ before it, which a group needs on a USB disk",

@@ -256,7 +256,7 @@ std::string holders_in_words(const Report& report, const Cell& cell, Right right
         if (!everybody && count >= smallest_team &&
             std::all_of(members.begin(), members.end(), has_it) &&
             std::any_of(members.begin(), members.end(), is_left)) {
-            append(&teams, "group " + team + letter);
+            append(&teams, std::string("group ").append(team).append(letter));
             for (const size_t person : members)
                 left[person] = false;
         }

@@ -207,7 +207,7 @@ Machine Settings::machine() const {
         for (const Line& line : lines)
             text.append(line.text).append("\n");
     }
-    return machine_.with(std::move(texts));
+    return machine_.with(texts);
 }
 
 int Settings::own_line(const std::string& file, int line) const {
